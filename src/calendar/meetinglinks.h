@@ -1,0 +1,28 @@
+#pragma once
+
+#include "meetingtype.h"
+
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+namespace bellwick {
+
+// Meeting domains, lower-case; Zoom and Webex also match with any subdomain before them.
+inline constexpr QStringView zoomMeetingDomain = u"zoom.us";
+inline constexpr QStringView teamsMeetingHost = u"teams.microsoft.com";
+inline constexpr QStringView googleMeetMeetingHost = u"meet.google.com";
+inline constexpr QStringView webexMeetingDomain = u"webex.com";
+
+// The first meeting link found in notes, then location; the order of the patterns outranks the order of the text.
+[[nodiscard]] std::optional<QUrl> extractMeetingURL(const std::optional<QString> &notes,
+                                                    const std::optional<QString> &location);
+
+// The service of a link, from its host alone.
+[[nodiscard]] std::optional<MeetingType> detectMeetingType(const std::optional<QUrl> &url);
+
+// Parses an absolute link with a scheme and a host; anything else is refused.
+[[nodiscard]] std::optional<QUrl> parseMeetingURL(const QString &text);
+
+} // namespace bellwick
