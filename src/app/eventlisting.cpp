@@ -34,17 +34,36 @@ QString localTime(const QDateTime &instant)
     return instant.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm"));
 }
 
+void printColumns(const QList<CalendarEvent> &events, QTextStream &out)
+{
+    QList<QStringList> rows;
+    QList<qsizetype> widths;
+    for (const CalendarEvent &event : events) {
+        rows.append(eventColumns(event));
+        widths.resize(rows.last().size());
+        for (qsizetype column = 0; column < widths.size(); ++column) {
+            widths[column] = std::max(widths[column], rows.last().at(column).size());
+        }
+    }
+    for (const QStringList &row : std::as_const(rows)) {
+        QString line;
+        for (qsizetype column = 0; column < row.size() - 1; ++column) {
+            line += row.at(column).leftJustified(widths.at(column) + 2);
+        }
+        out << line << row.last() << '\n';
+    }
+}
+
 } // namespace
 
-QString eventLine(const CalendarEvent &event)
+QStringList eventColumns(const CalendarEvent &event)
 {
     const QString start =
         event.isAllDay() ? event.startDate().toLocalTime().date().toString(Qt::ISODate) : localTime(event.startDate());
     const QString end = event.isAllDay() ? QStringLiteral("all day") : localTime(event.endDate());
     const QString service = event.meetingType() ? rawValue(*event.meetingType()) : QStringLiteral("-");
     const QString link = event.meetingURL() ? event.meetingURL()->toString() : QStringLiteral("-");
-    return QStringList{start, end, singleLine(event.title()), singleLine(event.calendarName()), service, link}.join(
-        u'\t');
+    return {start, end, singleLine(event.title()), singleLine(event.calendarName()), service, link};
 }
 
 QByteArray eventJson(const CalendarEvent &event)
@@ -82,12 +101,12 @@ QCoro::Task<int> listUpcomingEvents(QList<CalendarProvider *> providers, bool js
     }
     std::stable_sort(events.begin(), events.end(),
                      [](const CalendarEvent &a, const CalendarEvent &b) { return a.startDate() < b.startDate(); });
-    for (const CalendarEvent &event : std::as_const(events)) {
-        if (json) {
+    if (json) {
+        for (const CalendarEvent &event : std::as_const(events)) {
             out << QString::fromUtf8(eventJson(event)) << '\n';
-        } else {
-            out << eventLine(event) << '\n';
         }
+    } else {
+        printColumns(events, out);
     }
     out.flush();
     co_return status;

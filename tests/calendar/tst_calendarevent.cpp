@@ -91,16 +91,6 @@ private Q_SLOTS:
         QVERIFY(!event.meetingURL());
         QVERIFY(!event.meetingType());
     }
-
-    void calendarColorsCompareByComponents()
-    {
-        const CalendarColor blue{0.2, 0.4, 0.9, 1.0};
-        QCOMPARE(blue, (CalendarColor{0.2, 0.4, 0.9, 1.0}));
-        QVERIFY(blue != (CalendarColor{0.2, 0.4, 0.9, 0.5}));
-        QCOMPARE(qHash(blue), qHash(CalendarColor{0.2, 0.4, 0.9, 1.0}));
-        // Components are hashed in order, so swapped channels do not collide.
-        QVERIFY(qHash(CalendarColor{0.9, 0.4, 0.2, 1.0}) != qHash(blue));
-    }
 };
 
 QTEST_GUILESS_MAIN(CalendarEventTest)

@@ -11,6 +11,8 @@
 using namespace bellwick;
 using bellwick::test::runTask;
 
+Q_DECLARE_METATYPE(bellwick::CalendarProviderError)
+
 namespace {
 
 QDateTime berlin(const char *iso)
@@ -129,62 +131,39 @@ private Q_SLOTS:
 
     void errorTexts_data()
     {
-        QTest::addColumn<int>("errorCase");
+        QTest::addColumn<CalendarProviderError>("error");
         QTest::addColumn<QString>("description");
         QTest::addColumn<QString>("debug");
 
-        using Case = CalendarProviderError::Case;
-        QTest::newRow("networkError") << int(Case::networkError)
-                                      << "Network error: The Internet connection appears to be offline."
-                                      << "networkError(The Internet connection appears to be offline.)";
-        QTest::newRow("unknown") << int(Case::unknown)
-                                 << "An unexpected error occurred: The Internet connection appears to be offline."
-                                 << "unknown(The Internet connection appears to be offline.)";
-        QTest::newRow("notAuthorized") << int(Case::notAuthorized)
+        const auto offline = std::make_exception_ptr(std::runtime_error("The Internet connection is offline."));
+        QTest::newRow("networkError") << CalendarProviderError::networkError(offline)
+                                      << "Network error: The Internet connection is offline."
+                                      << "networkError(The Internet connection is offline.)";
+        QTest::newRow("unknown") << CalendarProviderError::unknown(offline)
+                                 << "An unexpected error occurred: The Internet connection is offline."
+                                 << "unknown(The Internet connection is offline.)";
+        QTest::newRow("notAuthorized") << CalendarProviderError::notAuthorized()
                                        << "Calendar access not authorized. Please grant permission in System Settings."
                                        << "notAuthorized";
-        QTest::newRow("accessDenied") << int(Case::accessDenied) << "Access to calendar was denied."
+        QTest::newRow("accessDenied") << CalendarProviderError::accessDenied() << "Access to calendar was denied."
                                       << "accessDenied";
-        QTest::newRow("invalidResponse") << int(Case::invalidResponse)
+        QTest::newRow("invalidResponse") << CalendarProviderError::invalidResponse()
                                          << "Received invalid response from calendar service."
                                          << "invalidResponse";
-        QTest::newRow("tokenExpired") << int(Case::tokenExpired) << "Authentication expired. Please sign in again."
+        QTest::newRow("tokenExpired") << CalendarProviderError::tokenExpired()
+                                      << "Authentication expired. Please sign in again."
                                       << "tokenExpired";
         QTest::newRow("providerUnavailable")
-            << int(Case::providerUnavailable) << "Calendar service is currently unavailable."
+            << CalendarProviderError::providerUnavailable() << "Calendar service is currently unavailable."
             << "providerUnavailable";
     }
 
     void errorTexts()
     {
-        QFETCH(int, errorCase);
+        QFETCH(CalendarProviderError, error);
         QFETCH(QString, description);
         QFETCH(QString, debug);
 
-        using Case = CalendarProviderError::Case;
-        const auto offline =
-            std::make_exception_ptr(std::runtime_error("The Internet connection appears to be offline."));
-        const CalendarProviderError error = [&] {
-            switch (Case(errorCase)) {
-            case Case::networkError:
-                return CalendarProviderError::networkError(offline);
-            case Case::unknown:
-                return CalendarProviderError::unknown(offline);
-            case Case::notAuthorized:
-                return CalendarProviderError::notAuthorized();
-            case Case::accessDenied:
-                return CalendarProviderError::accessDenied();
-            case Case::invalidResponse:
-                return CalendarProviderError::invalidResponse();
-            case Case::tokenExpired:
-                return CalendarProviderError::tokenExpired();
-            case Case::providerUnavailable:
-                break;
-            }
-            return CalendarProviderError::providerUnavailable();
-        }();
-
-        QCOMPARE(error.errorCase(), Case(errorCase));
         QCOMPARE(error.errorDescription(), description);
         QCOMPARE(error.debugDescription(), debug);
         QCOMPARE(QString::fromUtf8(error.what()), debug);
