@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QSettings>
+#include <QStringList>
+#include <QVariant>
+
+#include <memory>
+#include <optional>
+
+namespace bellwick {
+
+// Persistent key-value store in a JSON file, so stored values keep their types; registered defaults lie beneath
+// the stored values and never reach the disk.
+class UserDefaults
+{
+public:
+    // $XDG_CONFIG_HOME/bellwick/settings.json
+    [[nodiscard]] static QString standardPath();
+
+    // A file that cannot be parsed is kept aside next to itself and the store starts empty.
+    explicit UserDefaults(QString path = standardPath());
+
+    [[nodiscard]] const QString &path() const { return m_path; }
+
+    void registerDefaults(const QVariantMap &defaults);
+
+    // Each typed read gives the stored value when it is of the right kind, else the registered one when that is,
+    // else zero, false or nothing.
+    [[nodiscard]] qint64 integer(const QString &key) const;
+    [[nodiscard]] bool boolean(const QString &key) const;
+    [[nodiscard]] double real(const QString &key) const;
+    [[nodiscard]] std::optional<QString> string(const QString &key) const;
+    [[nodiscard]] std::optional<QVariantList> array(const QString &key) const;
+    // Nothing unless the value is a list of texts only.
+    [[nodiscard]] std::optional<QStringList> stringArray(const QString &key) const;
+
+    // Whether a value is stored, registered defaults aside.
+    [[nodiscard]] bool contains(const QString &key) const;
+
+    // Writes go to disk at once and atomically.
+    void setValue(const QString &key, const QVariant &value);
+    void remove(const QString &key);
+
+private:
+    template<typename Accepts> [[nodiscard]] QVariant typedValue(const QString &key, Accepts accepts) const;
+    void open();
+    void save();
+
+    QString m_path;
+    std::unique_ptr<QSettings> m_settings;
+    QVariantMap m_registered;
+    bool m_saveFailureReported = false;
+};
+
+} // namespace bellwick
