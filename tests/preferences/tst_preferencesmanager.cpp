@@ -41,6 +41,13 @@ void writeSettings(const QByteArray &bytes)
     file.setFileTime(QDateTime::currentDateTime().addSecs(-++written), QFileDevice::FileModificationTime);
 }
 
+// A file where a folder of the config home should be: refused even when running as root.
+void blockFolder(const QString &folder)
+{
+    QFile blocker(configHome() + folder);
+    QVERIFY(blocker.open(QIODevice::WriteOnly));
+}
+
 QByteArray readFile(const QString &path)
 {
     QFile file(path);
@@ -327,10 +334,7 @@ private Q_SLOTS:
 
     void refusedLoginItemKeepsTheToggle()
     {
-        // A file where the autostart folder should be: refused even when running as root.
-        QFile blocker(configHome() + QStringLiteral("/autostart"));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
+        blockFolder(QStringLiteral("/autostart"));
 
         Start start;
         test::CapturedOutput output;
@@ -385,9 +389,7 @@ private Q_SLOTS:
 
     void unwritableFolderKeepsValuesInMemory()
     {
-        QFile blocker(configHome() + QStringLiteral("/bellwick"));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
+        blockFolder(QStringLiteral("/bellwick"));
 
         Start start;
         test::CapturedOutput output;
