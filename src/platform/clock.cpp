@@ -26,7 +26,7 @@ std::unique_ptr<ClockTimer> Clock::callEvery(std::chrono::milliseconds interval,
 
 ClockSleep Clock::sleep(std::chrono::milliseconds duration)
 {
-    return {*this, now().addMSecs(duration.count())};
+    return sleepUntil(now().addMSecs(duration.count()));
 }
 
 } // namespace bellwick

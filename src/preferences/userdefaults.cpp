@@ -151,11 +151,6 @@ std::optional<QStringList> UserDefaults::stringArray(const QString &key) const
     return strings;
 }
 
-bool UserDefaults::contains(const QString &key) const
-{
-    return m_settings->contains(key);
-}
-
 void UserDefaults::setValue(const QString &key, const QVariant &value)
 {
     const QVariant stored = m_settings->value(key);

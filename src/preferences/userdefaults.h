@@ -20,8 +20,6 @@ public:
     // A file that cannot be parsed is kept aside next to itself and the store starts empty.
     explicit UserDefaults(QString path = standardPath());
 
-    [[nodiscard]] const QString &path() const { return m_path; }
-
     void registerDefaults(const QVariantMap &defaults);
 
     // Each typed read gives the stored value when it is of the right kind, else the registered one when that is,
@@ -33,9 +31,6 @@ public:
     [[nodiscard]] std::optional<QVariantList> array(const QString &key) const;
     // Nothing unless the value is a list of texts only.
     [[nodiscard]] std::optional<QStringList> stringArray(const QString &key) const;
-
-    // Whether a value is stored, registered defaults aside.
-    [[nodiscard]] bool contains(const QString &key) const;
 
     // Writes go to disk at once and atomically.
     void setValue(const QString &key, const QVariant &value);

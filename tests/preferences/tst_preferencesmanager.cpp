@@ -199,6 +199,26 @@ private Q_SLOTS:
         QCOMPARE(start.preferences.property(key.toLatin1()), expected);
     }
 
+    void optionTypesRoundTripTheirRawTexts()
+    {
+        QSet<QString> names;
+        for (const AlertColorScheme scheme : allAlertColorSchemes) {
+            QCOMPARE(alertColorSchemeFromRawValue(rawValue(scheme)), scheme);
+            names.insert(displayName(scheme));
+            const auto [start, end] = gradientColors(scheme);
+            QCOMPARE(start.alphaF(), 1.0f);
+            QCOMPARE(end.alphaF(), 1.0f);
+            // Every gradient brightens towards its end.
+            QVERIFY(end.redF() >= start.redF() && end.greenF() >= start.greenF() && end.blueF() >= start.blueF());
+            QVERIFY(end.lightnessF() > start.lightnessF());
+        }
+        QCOMPARE(names.size(), int(allAlertColorSchemes.size()));
+        QVERIFY(!alertColorSchemeFromRawValue(displayName(AlertColorScheme::dark)));
+        for (const SnoozeStyle style : allSnoozeStyles) {
+            QCOMPARE(snoozeStyleFromRawValue(rawValue(style)), style);
+        }
+    }
+
     void calendarSelectionEmptyIsNotAbsent()
     {
         {
