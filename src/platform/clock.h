@@ -64,6 +64,12 @@ public:
 
     [[nodiscard]] ClockSleep sleepUntil(const QDateTime &deadline) { return {*this, deadline}; }
     [[nodiscard]] ClockSleep sleep(std::chrono::milliseconds duration);
+
+Q_SIGNALS:
+    // Wall time moved other than by running: the clock was set, the machine resumed, or the time zone changed.
+    // One-shot timers keep their deadlines and fire at once if those have passed; a repeating timer whose next tick
+    // lies more than one interval ahead restarts its interval from now.
+    void jumped();
 };
 
 } // namespace bellwick

@@ -60,6 +60,26 @@ void ManualClock::advanceTo(const QDateTime &target)
     m_now = std::max(m_now, target);
 }
 
+void ManualClock::jumpTo(const QDateTime &target)
+{
+    m_now = target;
+    for (Entry &entry : m_entries) {
+        const qint64 interval = entry.interval.count();
+        if (interval == 0) {
+            continue;
+        }
+        const qint64 ahead = m_now.msecsTo(entry.deadline);
+        if (ahead > interval) {
+            entry.deadline = m_now.addMSecs(interval);
+        } else if (ahead < 0) {
+            // Missed ticks are skipped, as a system timer waking late does: one late tick, then the grid goes on.
+            entry.deadline = entry.deadline.addMSecs(-ahead / interval * interval);
+        }
+    }
+    Q_EMIT jumped();
+    advanceTo(target);
+}
+
 std::optional<QDateTime> ManualClock::nextDeadline() const
 {
     const auto next = std::min_element(m_entries.begin(), m_entries.end(), firesBefore);

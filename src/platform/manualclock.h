@@ -27,6 +27,9 @@ public:
     // Timers scheduled by those callbacks fire too if they fall due before the target.
     void advanceTo(const QDateTime &target);
     void advance(std::chrono::milliseconds duration) { advanceTo(m_now.addMSecs(duration.count())); }
+    // Sets the time, forward or back, without firing the timers on the way, and announces the jump; timers that
+    // are then overdue fire late, all at the new time.
+    void jumpTo(const QDateTime &target);
 
     [[nodiscard]] std::optional<QDateTime> nextDeadline() const;
     [[nodiscard]] int pendingTimerCount() const { return static_cast<int>(m_entries.size()); }

@@ -20,6 +20,8 @@ public:
         m_timer.setSingleShot(true);
         m_timer.setTimerType(Qt::PreciseTimer);
         QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { onTimeout(); });
+        // Monotonic waits stop during suspend and ignore a set clock; a jump re-measures them against wall time.
+        QObject::connect(&clock, &Clock::jumped, &m_timer, [this] { onJump(); });
         arm();
     }
 
@@ -30,6 +32,15 @@ private:
     {
         const qint64 remaining = std::max<qint64>(0, m_clock.now().msecsTo(m_deadline));
         m_timer.start(static_cast<int>(std::min<qint64>(remaining, std::numeric_limits<int>::max())));
+    }
+
+    void onJump()
+    {
+        const QDateTime now = m_clock.now();
+        if (m_interval.count() > 0 && now.msecsTo(m_deadline) > m_interval.count()) {
+            m_deadline = now.addMSecs(m_interval.count());
+        }
+        arm();
     }
 
     void onTimeout()

@@ -7,6 +7,7 @@
 
 using namespace bellwick;
 using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -99,6 +100,51 @@ private Q_SLOTS:
         clock.advance(3500ms);
         QCOMPARE(ticks, (QList<qint64>{1000, 2000, 3000}));
         QCOMPARE(every->deadline(), start.addSecs(4));
+    }
+
+    void jumpsSkipTheTimersOnTheWay_data()
+    {
+        QTest::addColumn<int>("jumpSeconds");
+        QTest::addColumn<QStringList>("fired");
+        QTest::addColumn<int>("lateTicks");
+        QTest::addColumn<qint64>("nextTickSeconds");
+
+        // Overdue timers fire once, late, at the new time; a tick far ahead restarts its interval from there.
+        QTest::newRow("forward over both deadlines") << 3600 << QStringList{u"30@3600"_s, u"120@3600"_s} << 1 << 3610LL;
+        QTest::newRow("forward between them") << 65 << QStringList{u"30@65"_s} << 1 << 70LL;
+        QTest::newRow("forward before any") << 5 << QStringList{} << 0 << 10LL;
+        QTest::newRow("back an hour") << -3600 << QStringList{} << 0 << -3590LL;
+        QTest::newRow("back a little") << -5 << QStringList{} << 0 << 5LL;
+    }
+
+    void jumpsSkipTheTimersOnTheWay()
+    {
+        QFETCH(int, jumpSeconds);
+        QFETCH(QStringList, fired);
+        QFETCH(int, lateTicks);
+        QFETCH(qint64, nextTickSeconds);
+
+        ManualClock clock(start);
+        QStringList calls;
+        auto record = [&](int deadline) {
+            return [&calls, &clock, deadline] { calls << u"%1@%2"_s.arg(deadline).arg(start.secsTo(clock.now())); };
+        };
+        const auto first = clock.callAt(start.addSecs(30), record(30));
+        const auto second = clock.callAt(start.addSecs(120), record(120));
+        int ticks = 0;
+        const auto every = clock.callEvery(10s, [&] { ++ticks; });
+        int announced = 0;
+        connect(&clock, &Clock::jumped, this, [&] {
+            QVERIFY(calls.isEmpty());
+            ++announced;
+        });
+
+        clock.jumpTo(start.addSecs(jumpSeconds));
+        QCOMPARE(announced, 1);
+        QCOMPARE(calls, fired);
+        QCOMPARE(ticks, lateTicks);
+        QCOMPARE(clock.now(), start.addSecs(jumpSeconds));
+        QCOMPARE(start.secsTo(every->deadline()), nextTickSeconds);
     }
 
     void manualSleepResumesAtItsDeadline()
