@@ -194,12 +194,14 @@ QCoro::Task<> EventMonitor::fetchAllEvents(std::shared_ptr<PollingLoop> loop)
 
 void EventMonitor::removeStaleEntries()
 {
-    const QDateTime now = m_clock.now();
-    m_snoozedEvents.removeIf([&](const auto &entry) { return entry.value() <= now; });
     QSet<QString> listed;
     for (const CalendarEvent &event : std::as_const(m_upcomingEvents)) {
         listed.insert(event.id());
     }
+    // A passed snooze of a listed event changes nothing while time runs forward, but should the clock be set back
+    // it still holds, as the event's other marks do.
+    const QDateTime now = m_clock.now();
+    m_snoozedEvents.removeIf([&](const auto &entry) { return entry.value() <= now && !listed.contains(entry.key()); });
     m_dismissedEventIDs.intersect(listed);
     m_alertedEventIDs.intersect(listed);
 }
