@@ -193,6 +193,26 @@ private Q_SLOTS:
         QCOMPARE(overdueCalls, 1);
         QVERIFY(every->deadline() > clock.now());
     }
+
+    void systemTimersFollowAJump()
+    {
+        SystemClock clock;
+        int ticks = 0;
+        int laterCalls = 0;
+        QEventLoop loop;
+        // Ticks an hour away, as after the clock was set back: a jump restarts them from now.
+        const auto every = clock.callEvery(clock.now().addSecs(3600), 20ms, [&] {
+            ++ticks;
+            loop.quit();
+        });
+        const auto later = clock.callAt(clock.now().addSecs(3600), [&] { ++laterCalls; });
+        Q_EMIT clock.jumped();
+        QTimer::singleShot(5s, &loop, &QEventLoop::quit);
+        loop.exec();
+        QCOMPARE(ticks, 1);
+        QCOMPARE(laterCalls, 0);
+        QVERIFY(later->deadline() > clock.now().addSecs(3500));
+    }
 };
 
 QTEST_GUILESS_MAIN(ClockTest)
