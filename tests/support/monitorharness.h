@@ -41,18 +41,13 @@ public:
         return *providers.back();
     }
 
-    [[nodiscard]] QList<CalendarProvider *> providerList() const
+    void start()
     {
         QList<CalendarProvider *> list;
         for (const auto &provider : providers) {
             list.append(provider.get());
         }
-        return list;
-    }
-
-    void start()
-    {
-        monitor.startMonitoring(providerList());
+        monitor.startMonitoring(list);
         settle();
     }
 
@@ -77,12 +72,6 @@ public:
     }
 
     void run(std::chrono::milliseconds duration) { runUntil(clock.now().addMSecs(duration.count())); }
-
-    void jumpTo(const QDateTime &target)
-    {
-        clock.jumpTo(target);
-        settle();
-    }
 
     ManualClock clock;
 
