@@ -36,6 +36,8 @@ AlertManager::AlertManager(Clock &clock, QObject *parent) : QObject(parent), m_c
 AlertManager::~AlertManager()
 {
     dismissAlert();
+    // After the windows it serves, which are deleted from the event loop too.
+    release(m_engine);
 }
 
 void AlertManager::showAlert(const CalendarEvent &event, ActionHandler handler)
