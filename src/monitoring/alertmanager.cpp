@@ -4,6 +4,7 @@
 #include "platform/clock.h"
 #include "platform/diagnostics.h"
 #include "ui/alertpresenter.h"
+#include "ui/iconprovider.h"
 
 #include <QGuiApplication>
 #include <QPointer>
@@ -115,6 +116,7 @@ QQmlEngine *AlertManager::engine()
 {
     if (!m_engine) {
         m_engine = std::make_unique<QQmlEngine>();
+        m_engine->addImageProvider(QStringLiteral("icon"), new IconProvider);
     }
     return m_engine.get();
 }

@@ -1,0 +1,59 @@
+import QtQuick
+import QtQuick.Templates as T
+
+// The look every alert button shares: an optional icon before the label, and a slight give while pressed.
+T.Button {
+    id: control
+
+    // A freedesktop icon name, drawn in the label's colour.
+    property string iconName
+    property color textColor: "white"
+
+    implicitWidth: Math.max(implicitBackgroundWidth + leftInset + rightInset,
+                            implicitContentWidth + leftPadding + rightPadding)
+    implicitHeight: Math.max(implicitBackgroundHeight + topInset + bottomInset,
+                             implicitContentHeight + topPadding + bottomPadding)
+
+    scale: down ? 0.98 : 1
+    Behavior on scale {
+        NumberAnimation {
+            duration: 100
+            easing.type: Easing.InOutQuad
+        }
+    }
+
+    HoverHandler {
+        cursorShape: Qt.PointingHandCursor
+    }
+
+    contentItem: Item {
+        implicitWidth: content.implicitWidth
+        implicitHeight: content.implicitHeight
+
+        Row {
+            id: content
+            anchors.centerIn: parent
+            spacing: Math.round(control.font.pixelSize * 0.45)
+
+            Image {
+                anchors.verticalCenter: parent.verticalCenter
+                visible: control.iconName !== ""
+                width: Math.round(control.font.pixelSize * 1.1)
+                height: width
+                sourceSize: Qt.size(width, height)
+                source: visible ? "image://icon/" + control.iconName + "?tint="
+                                  + encodeURIComponent(Qt.rgba(control.textColor.r, control.textColor.g,
+                                                               control.textColor.b, 1))
+                                : ""
+                opacity: control.textColor.a
+            }
+
+            Text {
+                anchors.verticalCenter: parent.verticalCenter
+                text: control.text
+                font: control.font
+                color: control.textColor
+            }
+        }
+    }
+}

@@ -1,0 +1,379 @@
+import QtQuick
+import QtQuick.Layouts
+
+// The full-screen alert; every text and state comes from the presenter.
+Item {
+    id: root
+
+    required property QtObject presenter
+
+    readonly property color serviceBlue: "#5eb0ff"
+
+    component DetailRow: Row {
+        id: row
+
+        property string iconSource
+        property alias text: label.text
+
+        Layout.alignment: Qt.AlignHCenter
+        spacing: 12
+
+        Image {
+            anchors.verticalCenter: parent.verticalCenter
+            width: 24
+            height: 24
+            sourceSize: Qt.size(width, height)
+            source: row.iconSource
+            opacity: 0.6
+        }
+
+        Text {
+            id: label
+
+            anchors.verticalCenter: parent.verticalCenter
+            width: Math.min(implicitWidth, 720)
+            elide: Text.ElideRight
+            textFormat: Text.PlainText
+            font.pixelSize: 20
+            color: Qt.rgba(1, 1, 1, 0.8)
+        }
+    }
+
+    Item {
+        anchors.fill: parent
+        clip: true
+        opacity: root.presenter.backgroundOpacity
+
+        // Qt Quick gradients run along one axis: a vertical one, turned onto the diagonal and just long
+        // enough to meet both corners, runs from the top-left to the bottom-right corner.
+        Rectangle {
+            readonly property real diagonal: Math.hypot(root.width, root.height)
+
+            anchors.centerIn: parent
+            width: diagonal > 0 ? 2 * root.width * root.height / diagonal + 4 : 0
+            height: diagonal
+            rotation: -Math.atan2(root.width, root.height) * 180 / Math.PI
+            antialiasing: false
+            gradient: Gradient {
+                GradientStop {
+                    position: 0
+                    color: root.presenter.gradientStart
+                }
+                GradientStop {
+                    position: 1
+                    color: root.presenter.gradientEnd
+                }
+            }
+        }
+    }
+
+    Rectangle {
+        anchors.fill: parent
+        color: Qt.rgba(1, 1, 1, 0.02)
+    }
+
+    Text {
+        objectName: "clock"
+        anchors.top: parent.top
+        anchors.right: parent.right
+        anchors.margins: 32
+        text: root.presenter.currentTimeText
+        font.pixelSize: 24
+        font.weight: Font.Medium
+        color: Qt.rgba(1, 1, 1, 0.5)
+    }
+
+    Item {
+        id: stage
+
+        // Screens too short for the column get it scaled down rather than overlapping.
+        readonly property real fit: Math.min(1, height / column.implicitHeight)
+        // All but the bell, which gives way first.
+        readonly property real meetingHeight: [titleBlock, countdownBlock, details, actions].reduce(
+                                                  (sum, block) => sum + block.implicitHeight + block.Layout.topMargin
+                                                  + block.Layout.bottomMargin, 0)
+
+        anchors.fill: parent
+        anchors.margins: 60
+
+        ColumnLayout {
+            id: column
+
+            anchors.centerIn: parent
+            width: stage.width / stage.fit
+            height: stage.height / stage.fit
+            scale: stage.fit
+            spacing: 0
+
+            Item {
+                Layout.fillHeight: true
+            }
+
+            Item {
+                id: bell
+
+                // Short screens keep their room for the meeting itself.
+                visible: stage.height >= stage.meetingHeight + implicitHeight + Layout.bottomMargin
+                Layout.alignment: Qt.AlignHCenter
+                Layout.bottomMargin: 40
+                implicitWidth: 160
+                implicitHeight: 160
+
+                Image {
+                    anchors.fill: parent
+                    sourceSize: Qt.size(width, height)
+                    source: "images/glow.svg"
+                }
+
+                // Rendered at its largest pulse so it never scales up past its pixels.
+                Image {
+                    anchors.centerIn: parent
+                    height: 64
+                    width: Math.round(height * 56 / 60)
+                    sourceSize: Qt.size(width, height)
+                    source: "images/bell.svg"
+                    scale: 0.94
+                    smooth: true
+
+                    SequentialAnimation on scale {
+                        running: bell.visible
+                        loops: Animation.Infinite
+
+                        NumberAnimation {
+                            to: 1
+                            duration: 900
+                            easing.type: Easing.InOutSine
+                        }
+                        NumberAnimation {
+                            to: 0.94
+                            duration: 900
+                            easing.type: Easing.InOutSine
+                        }
+                    }
+
+                    SequentialAnimation on opacity {
+                        running: bell.visible
+                        loops: Animation.Infinite
+
+                        NumberAnimation {
+                            to: 0.85
+                            duration: 900
+                            easing.type: Easing.InOutSine
+                        }
+                        NumberAnimation {
+                            to: 1
+                            duration: 900
+                            easing.type: Easing.InOutSine
+                        }
+                    }
+                }
+            }
+
+            ColumnLayout {
+                id: titleBlock
+
+                Layout.alignment: Qt.AlignHCenter
+                spacing: 12
+
+                Text {
+                    Layout.alignment: Qt.AlignHCenter
+                    text: qsTr("Upcoming Meeting")
+                    font.pixelSize: 22
+                    font.weight: Font.Medium
+                    color: Qt.rgba(1, 1, 1, 0.7)
+                }
+
+                Text {
+                    readonly property real measure: Math.min(960, stage.width)
+
+                    objectName: "title"
+                    Layout.alignment: Qt.AlignHCenter
+                    // Lines of even length rather than a word left alone on the last.
+                    Layout.preferredWidth: Math.min(measure, implicitWidth / Math.ceil(implicitWidth / measure) + 80)
+                    text: root.presenter.title
+                    textFormat: Text.PlainText
+                    horizontalAlignment: Text.AlignHCenter
+                    wrapMode: Text.Wrap
+                    maximumLineCount: 3
+                    elide: Text.ElideRight
+                    font.pixelSize: 42
+                    font.bold: true
+                    color: "white"
+                }
+
+                Text {
+                    objectName: "startTime"
+                    Layout.alignment: Qt.AlignHCenter
+                    text: root.presenter.startTimeText
+                    font.pixelSize: 22
+                    font.weight: Font.Medium
+                    color: Qt.rgba(1, 1, 1, 0.8)
+                }
+            }
+
+            ColumnLayout {
+                id: countdownBlock
+
+                Layout.alignment: Qt.AlignHCenter
+                Layout.topMargin: 40 + 20
+                Layout.bottomMargin: 20
+                spacing: 8
+
+                Text {
+                    objectName: "countdownLabel"
+                    Layout.alignment: Qt.AlignHCenter
+                    text: root.presenter.countdownLabel
+                    font.pixelSize: 20
+                    color: Qt.rgba(1, 1, 1, 0.6)
+                }
+
+                Countdown {
+                    objectName: "countdown"
+                    Layout.alignment: Qt.AlignHCenter
+                    text: root.presenter.countdownText
+                    started: root.presenter.hasStarted
+                    font.pixelSize: 72
+                    font.bold: true
+                }
+            }
+
+            Item {
+                Layout.fillHeight: true
+            }
+
+            ColumnLayout {
+                id: details
+
+                Layout.alignment: Qt.AlignHCenter
+                Layout.topMargin: 40
+                spacing: 14
+
+                DetailRow {
+                    objectName: "calendarRow"
+                    iconSource: "image://icon/x-office-calendar"
+                    text: root.presenter.calendarName
+                }
+
+                DetailRow {
+                    objectName: "locationRow"
+                    visible: root.presenter.location !== ""
+                    iconSource: "image://icon/mark-location"
+                    text: root.presenter.location
+                }
+
+                DetailRow {
+                    objectName: "serviceRow"
+                    visible: root.presenter.serviceName !== ""
+                    iconSource: visible ? "image://icon/" + root.presenter.serviceIcon + "?tint="
+                                          + encodeURIComponent(root.serviceBlue)
+                                        : ""
+                    text: root.presenter.serviceName
+                }
+            }
+
+            ColumnLayout {
+                id: actions
+
+                Layout.alignment: Qt.AlignHCenter
+                Layout.topMargin: 40
+                spacing: 20
+
+                RowLayout {
+                    // Equal shares, but never narrower than either label.
+                    readonly property real share: Math.max(join.implicitWidth, dismiss.implicitWidth)
+
+                    Layout.alignment: Qt.AlignHCenter
+                    Layout.maximumWidth: 600
+                    spacing: 20
+
+                    PrimaryButton {
+                        id: join
+
+                        objectName: "joinButton"
+                        Layout.fillWidth: true
+                        Layout.preferredWidth: 600
+                        Layout.minimumWidth: parent.share
+                        visible: root.presenter.hasMeetingLink
+                        text: qsTr("Join Meeting")
+                        iconName: "camera-video"
+                        onClicked: root.presenter.joinMeeting()
+                    }
+
+                    SecondaryButton {
+                        id: dismiss
+
+                        objectName: "dismissButton"
+                        Layout.fillWidth: true
+                        Layout.preferredWidth: 600
+                        Layout.minimumWidth: parent.share
+                        text: qsTr("Dismiss")
+                        iconName: "window-close"
+                        onClicked: root.presenter.dismiss()
+                    }
+                }
+
+                ColumnLayout {
+                    Layout.alignment: Qt.AlignHCenter
+                    visible: root.presenter.snoozeChoices.length > 0
+                    spacing: 12
+
+                    Text {
+                        objectName: "snoozeHeading"
+                        Layout.alignment: Qt.AlignHCenter
+                        text: root.presenter.snoozeHeading
+                        font.pixelSize: 20
+                        color: Qt.rgba(1, 1, 1, 0.7)
+                    }
+
+                    Row {
+                        // The presenter rebuilds the choices every tick; following them row by row keeps a
+                        // button that is being pressed alive across the tick, so the click still lands.
+                        readonly property var choices: root.presenter.snoozeChoices
+
+                        function follow() {
+                            choices.forEach((choice, row) => row < shownChoices.count ? shownChoices.set(row, choice)
+                                                                                      : shownChoices.append(choice));
+                            if (shownChoices.count > choices.length) {
+                                shownChoices.remove(choices.length, shownChoices.count - choices.length);
+                            }
+                        }
+
+                        Layout.alignment: Qt.AlignHCenter
+                        spacing: 12
+                        onChoicesChanged: follow()
+                        Component.onCompleted: follow()
+
+                        Repeater {
+                            model: ListModel {
+                                id: shownChoices
+                            }
+
+                            ChipButton {
+                                required property int minutes
+                                required property string label
+
+                                objectName: "snoozeButton_" + minutes
+                                text: label
+                                onClicked: root.presenter.snooze(minutes)
+                            }
+                        }
+                    }
+                }
+
+                ChipButton {
+                    objectName: "remindAtStartButton"
+                    Layout.alignment: Qt.AlignHCenter
+                    visible: root.presenter.offersReminderAtStart
+                    fillOpacity: 0.15
+                    iconName: "appointment-soon"
+                    text: qsTr("Remind me when meeting starts")
+                    font.pixelSize: 15
+                    font.weight: Font.Medium
+                    leftPadding: 20
+                    rightPadding: 20
+                    onClicked: root.presenter.snooze(0)
+                }
+            }
+        }
+    }
+}
