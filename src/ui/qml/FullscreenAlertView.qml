@@ -112,12 +112,13 @@ Item {
             Item {
                 id: bell
 
-                // Short screens keep their room for the meeting itself.
-                visible: stage.height >= stage.meetingHeight + implicitHeight + Layout.bottomMargin
+                // Short screens get a smaller bell, so the meeting itself keeps its size.
+                readonly property bool compact: stage.height < stage.meetingHeight + 200
+
                 Layout.alignment: Qt.AlignHCenter
-                Layout.bottomMargin: 40
-                implicitWidth: 160
-                implicitHeight: 160
+                Layout.bottomMargin: compact ? 4 : 40
+                implicitWidth: compact ? 88 : 160
+                implicitHeight: implicitWidth
 
                 Image {
                     anchors.fill: parent
@@ -128,7 +129,7 @@ Item {
                 // Rendered at its largest pulse so it never scales up past its pixels.
                 Image {
                     anchors.centerIn: parent
-                    height: 64
+                    height: Math.round(bell.implicitHeight * (bell.compact ? 0.5 : 0.4))
                     width: Math.round(height * 56 / 60)
                     sourceSize: Qt.size(width, height)
                     source: "images/bell.svg"
@@ -136,7 +137,7 @@ Item {
                     smooth: true
 
                     SequentialAnimation on scale {
-                        running: bell.visible
+                        running: true
                         loops: Animation.Infinite
 
                         NumberAnimation {
@@ -152,7 +153,7 @@ Item {
                     }
 
                     SequentialAnimation on opacity {
-                        running: bell.visible
+                        running: true
                         loops: Animation.Infinite
 
                         NumberAnimation {
