@@ -3,6 +3,7 @@
 #include "monitoring/alertmanager.h"
 #include "monitoring/alertwindow.h"
 #include "platform/systemclock.h"
+#include "ui/rendering.h"
 #include "ui/testalert.h"
 
 #include <QElapsedTimer>
@@ -70,6 +71,7 @@ double timeToFirstFrame(AlertManager &manager, const QDateTime &now)
 
 int main(int argc, char **argv)
 {
+    chooseSceneGraphBackend();
     QGuiApplication app(argc, argv);
     SystemClock clock;
     AlertManager manager(clock);

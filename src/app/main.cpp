@@ -6,6 +6,7 @@
 #include "platform/systemclock.h"
 #include "preferences/preferencesmanager.h"
 #include "preferences/userdefaults.h"
+#include "ui/rendering.h"
 #include "ui/testalert.h"
 
 #include <QCommandLineParser>
@@ -84,6 +85,7 @@ int main(int argc, char *argv[])
         argv + 1, argv + argc, [](const char *argument) { return std::strcmp(argument, "--test-alert") == 0; });
     if (showsAlert) {
         preferXcbUnderWayland();
+        chooseSceneGraphBackend();
     }
     const std::unique_ptr<QCoreApplication> app =
         showsAlert ? std::make_unique<QGuiApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);

@@ -88,10 +88,8 @@ Item {
 
         // Screens too short for the column get it scaled down rather than overlapping.
         readonly property real fit: Math.min(1, height / column.implicitHeight)
-        // All but the bell, which gives way first.
-        readonly property real meetingHeight: [titleBlock, countdownBlock, details, actions].reduce(
-                                                  (sum, block) => sum + block.implicitHeight + block.Layout.topMargin
-                                                  + block.Layout.bottomMargin, 0)
+        // Laptop-height screens get a smaller bell and tighter gaps, so the meeting itself keeps its size.
+        readonly property bool compact: height < 900
 
         anchors.fill: parent
         anchors.margins: 60
@@ -112,12 +110,11 @@ Item {
             Item {
                 id: bell
 
-                // Short screens get a smaller bell, so the meeting itself keeps its size.
-                readonly property bool compact: stage.height < stage.meetingHeight + 200
+                readonly property bool compact: stage.compact
 
                 Layout.alignment: Qt.AlignHCenter
                 Layout.bottomMargin: compact ? 4 : 40
-                implicitWidth: compact ? 88 : 160
+                implicitWidth: compact ? 80 : 160
                 implicitHeight: implicitWidth
 
                 Image {
@@ -216,8 +213,8 @@ Item {
                 id: countdownBlock
 
                 Layout.alignment: Qt.AlignHCenter
-                Layout.topMargin: 40 + 20
-                Layout.bottomMargin: 20
+                Layout.topMargin: stage.compact ? 24 + 12 : 40 + 20
+                Layout.bottomMargin: stage.compact ? 12 : 20
                 spacing: 8
 
                 Text {
@@ -246,7 +243,7 @@ Item {
                 id: details
 
                 Layout.alignment: Qt.AlignHCenter
-                Layout.topMargin: 40
+                Layout.topMargin: stage.compact ? 24 : 40
                 spacing: 14
 
                 DetailRow {
@@ -276,7 +273,7 @@ Item {
                 id: actions
 
                 Layout.alignment: Qt.AlignHCenter
-                Layout.topMargin: 40
+                Layout.topMargin: stage.compact ? 28 : 40
                 spacing: 20
 
                 RowLayout {
