@@ -1,3 +1,4 @@
+#include "capturedoutput.h"
 #include "monitoring/alertmanager.h"
 #include "monitoring/alertwindow.h"
 #include "platform/systemclock.h"
@@ -51,8 +52,8 @@ private Q_SLOTS:
     {
         SystemClock clock;
         AlertManager manager(clock);
-        QStringList actions;
-        manager.showAlert(testAlertEvent(clock.now()), [&](AlertAction action) { actions << action.text(); });
+        bool ended = false;
+        showTestAlert(manager, {}, clock.now(), [&] { ended = true; });
         AlertWindow *window = manager.alertWindow();
         QVERIFY(window);
         QVERIFY(QTest::qWaitForWindowExposed(window));
@@ -79,17 +80,22 @@ private Q_SLOTS:
             QTest::qWait(300);
             QVERIFY2(manager.isShowingAlert() && window->isVisible(), qPrintable(keys));
         }
-        QVERIFY(actions.isEmpty());
+        QVERIFY(!ended);
 
         QVERIFY(window->rootObject());
         const auto *dismiss = window->rootObject()->findChild<QQuickItem *>(u"dismissButton"_s);
         QVERIFY(dismiss);
         const QPoint centre =
             window->mapToGlobal(dismiss->mapToScene(QPointF(dismiss->width() / 2, dismiss->height() / 2)).toPoint());
+        test::CapturedOutput output;
         run(u"xdotool"_s,
             {u"mousemove"_s, QString::number(centre.x()), QString::number(centre.y()), u"click"_s, u"1"_s});
-        QTRY_COMPARE(actions, QStringList{u"dismiss"_s});
+        const bool endedInTime = QTest::qWaitFor([&] { return ended; }, 5000);
+        // Read before checking: a failure message must not vanish into the captured output.
+        const QStringList lines = output.lines();
+        QVERIFY(endedInTime);
         QVERIFY(!manager.isShowingAlert());
+        QCOMPARE(lines, QStringList{u"Test alert action: dismiss"_s});
 
         xterm.kill();
         xterm.waitForFinished();
