@@ -248,14 +248,15 @@ Item {
 
                 DetailRow {
                     objectName: "calendarRow"
-                    iconSource: "image://icon/x-office-calendar"
+                    // Tinted, so a colourful theme icon matches the line icons beside it.
+                    iconSource: "image://icon/x-office-calendar?tint=" + encodeURIComponent("#ffffff")
                     text: root.presenter.calendarName
                 }
 
                 DetailRow {
                     objectName: "locationRow"
                     visible: root.presenter.location !== ""
-                    iconSource: "image://icon/mark-location"
+                    iconSource: "image://icon/mark-location?tint=" + encodeURIComponent("#ffffff")
                     text: root.presenter.location
                 }
 
