@@ -2,6 +2,7 @@
 #include "monitoring/alertmanager.h"
 #include "monitoring/alertwindow.h"
 #include "platform/systemclock.h"
+#include "ui/rendering.h"
 #include "ui/testalert.h"
 
 #include <QProcess>
@@ -14,6 +15,12 @@ using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 namespace {
+
+// As the application draws it.
+const bool rendersLikeTheApp = [] {
+    chooseSceneGraphBackend();
+    return true;
+}();
 
 // Runs an X tool and hands back what it printed, trimmed.
 QString run(const QString &program, const QStringList &arguments)
@@ -50,6 +57,7 @@ class AlertWindowTest : public QObject
 private Q_SLOTS:
     void coversTheScreenStaysOnTopAndEndsOnlyThroughItsButtons()
     {
+        QVERIFY(rendersLikeTheApp);
         SystemClock clock;
         AlertManager manager(clock);
         bool ended = false;
