@@ -394,22 +394,25 @@ EdsCalendarProvider::~EdsCalendarProvider()
     m_worker.waitForDone();
 }
 
+// GCC 12 destroys temporaries of a co_await expression twice, so each future is made in a statement of its own.
 QCoro::Task<bool> EdsCalendarProvider::isAuthorized()
 {
-    co_return co_await m_connections->run(
+    const QFuture<bool> reachable = m_connections->run(
         m_worker, [](Connections &connections) { return connections.connectRegistry(nullptr) != nullptr; });
+    co_return co_await reachable;
 }
 
 QCoro::Task<bool> EdsCalendarProvider::requestAccess()
 {
-    const std::optional<QString> failure =
-        co_await m_connections->run(m_worker, [](Connections &connections) -> std::optional<QString> {
+    const QFuture<std::optional<QString>> request =
+        m_connections->run(m_worker, [](Connections &connections) -> std::optional<QString> {
             ErrorSlot error;
             if (connections.connectRegistry(error)) {
                 return std::nullopt;
             }
             return error.message();
         });
+    const std::optional<QString> failure = co_await request;
     if (failure) {
         diagnostic(u"EventKit access request failed: " + *failure);
     }
@@ -421,10 +424,10 @@ QCoro::Task<QList<CalendarEvent>> EdsCalendarProvider::fetchEvents(QDateTime fro
     if (config().includedCalendarIDs && config().includedCalendarIDs->isEmpty()) {
         co_return {};
     }
-    const Connections::FetchOutcome outcome = co_await m_connections->run(
-        m_worker, [config = config(), window = Window{from.toUTC(), to.toUTC()}](Connections &connections) {
-            return connections.fetch(config, window);
-        });
+    const QFuture<Connections::FetchOutcome> fetch =
+        m_connections->run(m_worker, [config = config(), window = Window{from.toUTC(), to.toUTC()}](
+                                         Connections &connections) { return connections.fetch(config, window); });
+    const Connections::FetchOutcome outcome = co_await fetch;
     for (const QString &line : outcome.diagnostics) {
         diagnostic(line);
     }
@@ -436,8 +439,9 @@ QCoro::Task<QList<CalendarEvent>> EdsCalendarProvider::fetchEvents(QDateTime fro
 
 QCoro::Task<QList<CalendarInfo>> EdsCalendarProvider::listCalendars()
 {
-    const std::optional<QList<CalendarInfo>> calendars =
-        co_await m_connections->run(m_worker, [](Connections &connections) { return connections.calendars(); });
+    const QFuture<std::optional<QList<CalendarInfo>>> listing =
+        m_connections->run(m_worker, [](Connections &connections) { return connections.calendars(); });
+    const std::optional<QList<CalendarInfo>> calendars = co_await listing;
     if (!calendars) {
         throw CalendarProviderError::notAuthorized();
     }
