@@ -14,7 +14,6 @@
 #pragma GCC diagnostic pop
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 
 namespace bellwick {
@@ -31,7 +30,7 @@ struct GFree {
 };
 using OwnedText = std::unique_ptr<gchar, GFree>;
 
-// Owns the out-parameter of one GLib call.
+// Frees the error of one GLib call however the call ends.
 class ErrorSlot
 {
 public:
@@ -94,8 +93,10 @@ ESourceSelectable *selectable(ESource *source)
 std::optional<CalendarColor> parseColor(const gchar *text)
 {
     const QString color = QString::fromUtf8(text).trimmed();
-    if (color.size() != 7 || color.front() != u'#'
-        || !std::all_of(color.begin() + 1, color.end(), [](QChar c) { return std::isxdigit(c.unicode()) != 0; })) {
+    const auto isHexDigit = [](QChar c) {
+        return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+    };
+    if (color.size() != 7 || color.front() != u'#' || !std::all_of(color.begin() + 1, color.end(), isHexDigit)) {
         return std::nullopt;
     }
     const auto component = [&](int index) { return color.mid(1 + 2 * index, 2).toUInt(nullptr, 16) / 255.0; };

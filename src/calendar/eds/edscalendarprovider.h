@@ -34,9 +34,9 @@ public:
     // The enabled event calendars; throws CalendarProviderError::notAuthorized when the store cannot be reached.
     [[nodiscard]] QCoro::Task<QList<CalendarInfo>> listCalendars();
 
+private:
     struct Connections;
 
-private:
     // EDS blocks and keeps thread-bound state, so every call runs on this single thread, never the GUI's.
     QThreadPool m_worker;
     std::unique_ptr<Connections> m_connections;
