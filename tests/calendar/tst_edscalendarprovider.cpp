@@ -68,12 +68,12 @@ int killCalendarFactories()
         bool isPid = false;
         const pid_t pid = entry.toInt(&isPid);
         QFile cmdline(u"/proc/" + entry + u"/cmdline");
-        QFile environ(u"/proc/" + entry + u"/environ");
-        if (!isPid || !cmdline.open(QIODevice::ReadOnly) || !environ.open(QIODevice::ReadOnly)) {
+        QFile environment(u"/proc/" + entry + u"/environ");
+        if (!isPid || !cmdline.open(QIODevice::ReadOnly) || !environment.open(QIODevice::ReadOnly)) {
             continue;
         }
-        if (cmdline.readAll().contains("evolution-calendar-factory") && environ.readAll().split('\0').contains(marker)
-            && ::kill(pid, SIGKILL) == 0) {
+        if (cmdline.readAll().contains("evolution-calendar-factory")
+            && environment.readAll().split('\0').contains(marker) && ::kill(pid, SIGKILL) == 0) {
             killed << pid;
         }
     }
