@@ -1,5 +1,6 @@
 #include "app/eventlisting.h"
 #include "calendar/democalendarprovider.h"
+#include "calendar/eds/edscalendarprovider.h"
 #include "monitoring/alertmanager.h"
 #include "platform/dockpresence.h"
 #include "platform/loginitem.h"
@@ -123,12 +124,10 @@ int main(int argc, char *argv[])
     }
 
     SystemClock clock;
-    QList<CalendarProvider *> providers;
-    const std::unique_ptr<DemoCalendarProvider> demo =
-        parser.isSet(demoOption) ? DemoCalendarProvider::withDemoEvents(clock) : nullptr;
-    if (demo) {
-        providers.append(demo.get());
-    }
+    const std::unique_ptr<CalendarProvider> provider =
+        parser.isSet(demoOption) ? std::unique_ptr<CalendarProvider>(DemoCalendarProvider::withDemoEvents(clock))
+                                 : std::make_unique<EdsCalendarProvider>(clock);
+    const QList<CalendarProvider *> providers{provider.get()};
     QTextStream out(stdout);
     QTextStream errors(stderr);
     const bool json = parser.isSet(jsonOption);
