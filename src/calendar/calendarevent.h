@@ -28,11 +28,18 @@ public:
         bool isAllDay = false;
         // A link the source knows; when absent the link is searched for in notes and location.
         std::optional<QUrl> meetingURL{};
+        // A conference link of the source's own record, taken only when notes and location hold no meeting link.
+        std::optional<QUrl> conferenceURL{};
         QString calendarName{};
         std::optional<CalendarColor> calendarColor{};
     };
 
     explicit CalendarEvent(Fields fields);
+
+    // Another occurrence of the same meeting: everything but the id and the times carries over, the link too, which
+    // is not searched for again.
+    [[nodiscard]] CalendarEvent occurrence(QString originalID, QDateTime startDate, QDateTime endDate,
+                                           bool isAllDay) const;
 
     [[nodiscard]] const QString &id() const { return m_id; }
     [[nodiscard]] const QString &providerID() const { return m_fields.providerID; }

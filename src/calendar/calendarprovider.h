@@ -6,6 +6,7 @@
 #include <QList>
 #include <QSet>
 
+#include <functional>
 #include <optional>
 
 namespace bellwick {
@@ -54,9 +55,23 @@ public:
     [[nodiscard]] const CalendarProviderConfig &config() const { return m_config; }
     void setConfig(CalendarProviderConfig config) { m_config = std::move(config); }
 
+    // Called on the GUI thread whenever the source learns that its events changed, so its owner can fetch anew.
+    void setChangeHandler(std::function<void()> handler) { m_changeHandler = std::move(handler); }
+
+protected:
+    [[nodiscard]] Clock &clock() const { return m_clock; }
+
+    void notifyChanged() const
+    {
+        if (m_changeHandler) {
+            m_changeHandler();
+        }
+    }
+
 private:
     Clock &m_clock;
     CalendarProviderConfig m_config;
+    std::function<void()> m_changeHandler;
 };
 
 // The end of the upcoming-events window that starts at `now`: the same wall-clock time a day later in the user's

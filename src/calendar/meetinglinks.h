@@ -16,8 +16,11 @@ inline constexpr QStringView googleMeetMeetingHost = u"meet.google.com";
 inline constexpr QStringView webexMeetingDomain = u"webex.com";
 
 // The first meeting link found in notes, then location; the order of the patterns outranks the order of the text.
+// Only where the patterns find none: the conference link the source knows, then the patterns again on links taken
+// out of redirect wrappers, then well-known meeting hosts of other services.
 [[nodiscard]] std::optional<QUrl> extractMeetingURL(const std::optional<QString> &notes,
-                                                    const std::optional<QString> &location);
+                                                    const std::optional<QString> &location,
+                                                    const std::optional<QUrl> &conferenceURL = std::nullopt);
 
 // The service of a link, from its host alone.
 [[nodiscard]] std::optional<MeetingType> detectMeetingType(const std::optional<QUrl> &url);

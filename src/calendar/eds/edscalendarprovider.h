@@ -2,8 +2,9 @@
 
 #include "calendar/calendarprovider.h"
 
-#include <QThreadPool>
+#include <QObject>
 
+#include <chrono>
 #include <memory>
 
 namespace bellwick {
@@ -17,11 +18,16 @@ struct CalendarInfo {
     friend bool operator==(const CalendarInfo &, const CalendarInfo &) = default;
 };
 
-// The calendars of Evolution Data Server, the calendar store of GNOME and other Linux desktops.
-class EdsCalendarProvider : public CalendarProvider
+// The calendars of Evolution Data Server, the calendar store of GNOME and other Linux desktops. Reports a change of
+// any calendar it has read, or of the list of calendars, through its change handler and `storeChanged`.
+class EdsCalendarProvider : public QObject, public CalendarProvider
 {
+    Q_OBJECT
+
 public:
-    explicit EdsCalendarProvider(Clock &clock, CalendarProviderConfig config = defaultCalendarProviderConfig);
+    // A calendar that has not answered `readTimeout` into a fetch is skipped in that fetch.
+    explicit EdsCalendarProvider(Clock &clock, CalendarProviderConfig config = defaultCalendarProviderConfig,
+                                 std::chrono::milliseconds readTimeout = std::chrono::seconds(10));
     ~EdsCalendarProvider() override;
 
     [[nodiscard]] QString providerID() const override { return QStringLiteral("eventkit"); }
@@ -34,12 +40,14 @@ public:
     // The enabled event calendars; throws CalendarProviderError::notAuthorized when the store cannot be reached.
     [[nodiscard]] QCoro::Task<QList<CalendarInfo>> listCalendars();
 
-private:
-    struct Connections;
+Q_SIGNALS:
+    // A calendar was added, removed, switched or edited; the registry also fills in late after it connects.
+    void storeChanged();
 
-    // EDS blocks and keeps thread-bound state, so every call runs on this single thread, never the GUI's.
-    QThreadPool m_worker;
-    std::unique_ptr<Connections> m_connections;
+private:
+    class Worker;
+
+    std::shared_ptr<Worker> m_worker;
 };
 
 } // namespace bellwick
