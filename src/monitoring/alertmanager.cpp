@@ -1,5 +1,6 @@
 #include "alertmanager.h"
 
+#include "alertnotification.h"
 #include "alertwindow.h"
 #include "platform/clock.h"
 #include "platform/diagnostics.h"
@@ -8,19 +9,14 @@
 
 #include <QGuiApplication>
 #include <QPointer>
+#include <QQmlComponent>
 #include <QQmlEngine>
+#include <QQuickItem>
 #include <QScreen>
-
-#include <cmath>
 
 namespace bellwick {
 
-using namespace std::chrono_literals;
-
 namespace {
-
-// Whole minutes since the start after which an unanswered alert closes by itself.
-constexpr double autoCloseAfterMinutes = 5;
 
 // Deleted from the event loop: a button's click handler may still be running inside the window.
 template<typename T> void release(std::unique_ptr<T> &object)
@@ -30,14 +26,26 @@ template<typename T> void release(std::unique_ptr<T> &object)
     }
 }
 
+QScreen *screenAt(int index)
+{
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    return index > 0 && index < screens.size() ? screens.at(index) : QGuiApplication::primaryScreen();
+}
+
 } // namespace
 
-AlertManager::AlertManager(Clock &clock, QObject *parent) : QObject(parent), m_clock(clock) { }
+AlertManager::AlertManager(Clock &clock, QObject *parent)
+    : QObject(parent), m_clock(clock), m_qmlRelease(clock, [this] {
+        release(m_view);
+        release(m_engine);
+    })
+{ }
 
 AlertManager::~AlertManager()
 {
     dismissAlert();
     // After the windows it serves, which are deleted from the event loop too.
+    release(m_view);
     release(m_engine);
 }
 
@@ -52,20 +60,25 @@ void AlertManager::showAlert(const CalendarEvent &event, ActionHandler handler)
     m_currentEvent = event;
     m_actionHandler = std::move(handler);
     m_isShowingAlert = true;
+    m_closesAfterMinutes = autoDismissMinutes;
     Q_EMIT currentEventChanged();
     Q_EMIT isShowingAlertChanged();
     createAlertWindow(event);
-    startCountdown();
+    scheduleAutoDismiss();
 }
 
 void AlertManager::dismissAlert()
 {
-    m_countdownTimer.reset();
+    m_autoDismissTimer.reset();
+    m_notification.reset();
     if (m_window) {
         m_window->hide();
     }
     release(m_window);
     release(m_presenter);
+    if (m_engine) {
+        m_qmlRelease.setInUse(false);
+    }
     const bool changed = m_isShowingAlert;
     m_currentEvent.reset();
     m_isShowingAlert = false;
@@ -78,15 +91,20 @@ void AlertManager::dismissAlert()
 
 void AlertManager::createAlertWindow(const CalendarEvent &event)
 {
-    QScreen *screen = QGuiApplication::primaryScreen();
+    QScreen *screen = screenAt(screenIndex);
     if (!screen) {
         diagnostic(QStringLiteral("No main screen available"));
         return;
     }
     m_presenter = std::make_unique<AlertPresenter>(event,
-                                                   AlertPresenter::Appearance{.colorScheme = colorScheme,
-                                                                              .snoozeStyle = snoozeStyle,
-                                                                              .backgroundOpacity = backgroundOpacity},
+                                                   AlertPresenter::Appearance{
+                                                       .colorScheme = colorScheme,
+                                                       .snoozeStyle = snoozeStyle,
+                                                       .backgroundOpacity = backgroundOpacity,
+                                                       .showJoinButton = showJoinButton,
+                                                       .showEventNotes = showEventNotes,
+                                                       .snoozeMinutes = snoozeMinutes,
+                                                   },
                                                    m_clock);
     // A stale click, queued before this alert went, must not end the next one.
     const QPointer<AlertPresenter> presenter = m_presenter.get();
@@ -105,11 +123,43 @@ void AlertManager::createAlertWindow(const CalendarEvent &event)
         presenter, &AlertPresenter::joinMeetingRequested, this, [ifCurrent] { ifCurrent(AlertAction::joinMeeting()); },
         Qt::QueuedConnection);
 
+    m_qmlRelease.setInUse(true);
+    QQuickItem *view = createView(presenter);
+    if (!view) {
+        // A window without its view would be an empty full screen that nothing closes.
+        m_notification = std::make_unique<AlertNotification>(*presenter);
+        return;
+    }
     release(m_window);
-    m_window = std::make_unique<AlertWindow>(engine(), screen);
-    m_window->setInitialProperties({{QStringLiteral("presenter"), QVariant::fromValue<QObject *>(presenter)}});
-    m_window->setSource(QUrl(QStringLiteral("qrc:/Bellwick/FullscreenAlertView.qml")));
+    m_window = std::make_unique<AlertWindow>(engine(), screen, m_clock);
+    m_window->setContent(viewSource, m_view.get(), view);
     m_window->present();
+}
+
+QQuickItem *AlertManager::createView(AlertPresenter *presenter)
+{
+    const auto printErrors = [this] {
+        const QList<QQmlError> errors = m_view->errors();
+        for (const QQmlError &error : errors) {
+            diagnostic(error.toString());
+        }
+    };
+    if (!m_view || m_view->url() != viewSource) {
+        release(m_view);
+        m_view = std::make_unique<QQmlComponent>(engine(), viewSource, QQmlComponent::PreferSynchronous);
+        printErrors();
+    }
+    if (!m_view->isReady()) {
+        return nullptr;
+    }
+    QObject *view = m_view->createWithInitialProperties(
+        {{QStringLiteral("presenter"), QVariant::fromValue<QObject *>(presenter)}}, engine()->rootContext());
+    if (auto *item = qobject_cast<QQuickItem *>(view)) {
+        return item;
+    }
+    delete view;
+    printErrors();
+    return nullptr;
 }
 
 QQmlEngine *AlertManager::engine()
@@ -121,29 +171,24 @@ QQmlEngine *AlertManager::engine()
     return m_engine.get();
 }
 
-void AlertManager::startCountdown()
+void AlertManager::scheduleAutoDismiss()
 {
-    m_countdownTimer = m_clock.callEvery(
-        1s, [this] { QMetaObject::invokeMethod(this, &AlertManager::countdownTick, Qt::QueuedConnection); });
+    if (!m_closesAfterMinutes) {
+        return;
+    }
+    // Whole minutes, so six closes at 6:00 after the start; zero or less closes it at the start.
+    const QDateTime &start = m_currentEvent->startDate();
+    m_autoDismissTimer = m_clock.callAt(start.addSecs(60 * qint64(std::max(0, *m_closesAfterMinutes))), [this] {
+        QMetaObject::invokeMethod(this, &AlertManager::autoDismiss, Qt::QueuedConnection);
+    });
 }
 
-void AlertManager::countdownTick()
+void AlertManager::autoDismiss()
 {
-    if (!m_currentEvent) {
-        return;
-    }
-    const QDateTime now = m_clock.now();
-    const QDateTime &start = m_currentEvent->startDate();
-    if (now < start) {
-        Q_EMIT ticked();
-        return;
-    }
-    const double minutesUntilStart = std::trunc(static_cast<double>(now.msecsTo(start)) / 60'000.0);
-    if (minutesUntilStart < -autoCloseAfterMinutes) {
+    // Queued: the alert the timer was set for may have been answered meanwhile, and another come.
+    if (m_autoDismissTimer && m_clock.now() >= m_autoDismissTimer->deadline()) {
         finish(AlertAction::dismiss());
-        return;
     }
-    Q_EMIT ticked();
 }
 
 void AlertManager::finish(AlertAction action)

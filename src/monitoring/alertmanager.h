@@ -2,18 +2,23 @@
 
 #include "alertaction.h"
 #include "calendar/calendarevent.h"
+#include "platform/idlerelease.h"
 #include "preferences/preferencetypes.h"
 
 #include <QObject>
+#include <QUrl>
 
 #include <functional>
 #include <memory>
 #include <optional>
 
+class QQmlComponent;
 class QQmlEngine;
+class QQuickItem;
 
 namespace bellwick {
 
+class AlertNotification;
 class AlertPresenter;
 class AlertWindow;
 class Clock;
@@ -41,6 +46,16 @@ public:
     double backgroundOpacity = 0.9;
     AlertColorScheme colorScheme = AlertColorScheme::purple;
     SnoozeStyle snoozeStyle = SnoozeStyle::relative;
+    bool showJoinButton = true;
+    bool showEventNotes = false;
+    // Whole minutes after the start at which an unanswered alert closes itself; none: it stays until answered.
+    std::optional<int> autoDismissMinutes = 6;
+    // 0 is the primary screen, k the (k+1)-th of the screen list; a screen that is not there means the primary one.
+    int screenIndex = 0;
+    // The choices of the relative snooze row, in minutes.
+    QList<int> snoozeMinutes{1, 2, 5, 10, 15};
+    // The alert's view; one that cannot be loaded is reported and the alert comes as a desktop notification.
+    QUrl viewSource{QStringLiteral("qrc:/Bellwick/FullscreenAlertView.qml")};
 
     // An event already on screen keeps its alert and handler; any other alert is replaced without a report.
     void showAlert(const CalendarEvent &event, ActionHandler handler);
@@ -50,26 +65,31 @@ public:
 Q_SIGNALS:
     void currentEventChanged();
     void isShowingAlertChanged();
-    // Every second while an alert is up.
-    void ticked();
 
 private:
     void createAlertWindow(const CalendarEvent &event);
-    void startCountdown();
-    void countdownTick();
+    void scheduleAutoDismiss();
+    void autoDismiss();
     // Tears the alert down first, so a handler that shows another alert finds the manager idle.
     void finish(AlertAction action);
     QQmlEngine *engine();
+    // Null when the view cannot be built; its errors are printed once.
+    QQuickItem *createView(AlertPresenter *presenter);
 
     Clock &m_clock;
     std::optional<CalendarEvent> m_currentEvent;
     bool m_isShowingAlert = false;
     std::unique_ptr<AlertWindow> m_window;
     std::unique_ptr<AlertPresenter> m_presenter;
+    std::unique_ptr<AlertNotification> m_notification;
     ActionHandler m_actionHandler;
-    std::unique_ptr<ClockTimer> m_countdownTimer;
-    // Created at the first alert: an idle Bellwick carries no QML.
+    std::unique_ptr<ClockTimer> m_autoDismissTimer;
+    // autoDismissMinutes as it was when the alert on screen was built.
+    std::optional<int> m_closesAfterMinutes;
+    // Created at the first alert and dropped a while after the last: an idle Bellwick carries no QML.
     std::unique_ptr<QQmlEngine> m_engine;
+    std::unique_ptr<QQmlComponent> m_view;
+    IdleRelease m_qmlRelease;
 };
 
 } // namespace bellwick

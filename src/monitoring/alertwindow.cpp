@@ -1,11 +1,14 @@
 #include "alertwindow.h"
 
+#include "windowmanagercontract.h"
+
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QScreen>
 
 namespace bellwick {
 
-AlertWindow::AlertWindow(QQmlEngine *engine, QScreen *screen) : QQuickView(engine, nullptr)
+AlertWindow::AlertWindow(QQmlEngine *engine, QScreen *screen, Clock &clock) : QQuickView(engine, nullptr)
 {
     setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     setTitle(tr("Upcoming Meeting"));
@@ -17,8 +20,11 @@ AlertWindow::AlertWindow(QQmlEngine *engine, QScreen *screen) : QQuickView(engin
     surface.setAlphaBufferSize(8);
     setFormat(surface);
     setColor(Qt::transparent);
-    connect(this, &QWindow::activeChanged, this, &AlertWindow::takeFocusBack);
+    m_contract = WindowManagerContract::create(*this, clock);
+    QCoreApplication::instance()->installEventFilter(this);
 }
+
+AlertWindow::~AlertWindow() = default;
 
 void AlertWindow::present()
 {
@@ -29,12 +35,23 @@ void AlertWindow::present()
 
 bool AlertWindow::event(QEvent *event)
 {
-    // The window manager's close request (Alt+F4, the taskbar's Close) leaves the alert up.
-    if (event->type() == QEvent::Close) {
+    // The window manager's close request (Alt+F4, the taskbar's Close) leaves the alert up; a quit closes it.
+    if (event->type() == QEvent::Close && !m_quitting) {
         event->ignore();
         return true;
     }
     return QQuickView::event(event);
+}
+
+bool AlertWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    // Qt asks every window, hidden ones too, to close before it quits; the close requests follow this event at once.
+    if (event->type() == QEvent::Quit && watched == QCoreApplication::instance()) {
+        m_quitting = true;
+        QMetaObject::invokeMethod(
+            this, [this] { m_quitting = false; }, Qt::QueuedConnection);
+    }
+    return QQuickView::eventFilter(watched, event);
 }
 
 void AlertWindow::keyPressEvent(QKeyEvent *event)
@@ -47,22 +64,6 @@ void AlertWindow::keyPressEvent(QKeyEvent *event)
         return;
     }
     QQuickView::keyPressEvent(event);
-}
-
-void AlertWindow::takeFocusBack()
-{
-    if (isVisible() && !isActive()) {
-        // Queued: activating from inside the deactivation would fight the window manager's own focus change.
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                if (isVisible() && !isActive()) {
-                    raise();
-                    requestActivate();
-                }
-            },
-            Qt::QueuedConnection);
-    }
 }
 
 } // namespace bellwick

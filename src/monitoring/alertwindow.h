@@ -2,25 +2,35 @@
 
 #include <QQuickView>
 
+#include <memory>
+
 namespace bellwick {
 
-// The alert's frameless, topmost window over a whole screen; the usual ways of closing a window do nothing to it.
+class Clock;
+class WindowManagerContract;
+
+// The alert's frameless, topmost window over a whole screen; the usual ways of closing a window do nothing to it, but
+// it never holds up the application's quit.
 class AlertWindow : public QQuickView
 {
     Q_OBJECT
 
 public:
-    AlertWindow(QQmlEngine *engine, QScreen *screen);
+    AlertWindow(QQmlEngine *engine, QScreen *screen, Clock &clock);
+    ~AlertWindow() override;
 
     // Shows the window over its screen and asks for the keyboard.
     void present();
 
 protected:
     bool event(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
-    void takeFocusBack();
+    // Null where the window system is not X11.
+    std::unique_ptr<WindowManagerContract> m_contract;
+    bool m_quitting = false;
 };
 
 } // namespace bellwick

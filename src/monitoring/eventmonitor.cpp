@@ -6,6 +6,8 @@
 #include "platform/error.h"
 #include "preferences/preferencesmanager.h"
 
+#include <QMetaMethod>
+
 #include <algorithm>
 #include <coroutine>
 
@@ -19,9 +21,8 @@ namespace {
 constexpr qint64 dueAfterStartSeconds = 60;
 constexpr qint64 snoozeUntilStartLeadSeconds = 30;
 constexpr auto minimumTimerDelay = 100ms;
-constexpr auto fallbackPollingInterval = 10s;
-// A corrupt stored lead time must not overflow the arithmetic on instants.
-constexpr qint64 maximumLeadMinutes = 366LL * 24 * 60;
+// Long enough to take in a burst of change notices (one edit sends several), short enough to fetch within a second.
+constexpr auto changeSettleTime = 250ms;
 
 } // namespace
 
@@ -89,11 +90,12 @@ EventMonitor::EventMonitor(Clock &clock, PreferencesManager &preferences, QObjec
 EventMonitor::~EventMonitor()
 {
     cancelLoop();
+    setProviders({});
 }
 
 void EventMonitor::startMonitoring(QList<CalendarProvider *> providers)
 {
-    m_providers = std::move(providers);
+    setProviders(std::move(providers));
     if (m_isRunning) {
         return;
     }
@@ -102,17 +104,52 @@ void EventMonitor::startMonitoring(QList<CalendarProvider *> providers)
     cancelLoop();
     m_loop = std::make_shared<PollingLoop>();
     m_monitoringTask = pollingLoop(this, m_loop);
-    startCountdownTimer();
+    updateCountdownTimer();
 }
 
 void EventMonitor::stopMonitoring()
 {
     cancelLoop();
-    m_countdownTimer.reset();
+    setProviders({});
     m_nextAlertTimer.reset();
+    m_changeTimer.reset();
     if (m_isRunning) {
         m_isRunning = false;
         Q_EMIT isRunningChanged();
+    }
+    updateCountdownTimer();
+}
+
+void EventMonitor::setProviders(QList<CalendarProvider *> providers)
+{
+    for (CalendarProvider *provider : std::as_const(m_providers)) {
+        if (!providers.contains(provider)) {
+            provider->setChangeHandler({});
+        }
+    }
+    for (CalendarProvider *provider : std::as_const(providers)) {
+        provider->setChangeHandler([this] { onProviderChanged(); });
+    }
+    m_providers = std::move(providers);
+}
+
+void EventMonitor::onProviderChanged()
+{
+    // Changes that come before the fetch this one asks for are covered by it.
+    if (!m_loop || m_changeTimer) {
+        return;
+    }
+    m_changeTimer = m_clock.callAfter(changeSettleTime, [this] {
+        QMetaObject::invokeMethod(this, &EventMonitor::fetchAfterChange, Qt::QueuedConnection);
+    });
+}
+
+void EventMonitor::fetchAfterChange()
+{
+    m_changeTimer.reset();
+    // A fetch already under way may have read the calendar before the change: the loop then fetches once more.
+    if (m_loop) {
+        m_loop->wake();
     }
 }
 
@@ -130,15 +167,17 @@ void EventMonitor::snooze(const CalendarEvent &event, int minutes)
 {
     const QDateTime until = minutes != 0 ? m_clock.now().addSecs(qint64(minutes) * 60)
                                          : event.startDate().addSecs(-snoozeUntilStartLeadSeconds);
-    m_snoozedEvents.insert(event.id(), until);
-    m_alertedEventIDs.remove(event.id());
+    const Occurrence occurrence = Occurrence::of(event);
+    m_snoozedUntil.insert(occurrence, until);
+    m_alerted.remove(occurrence);
     checkForAlerts();
 }
 
 void EventMonitor::dismiss(const CalendarEvent &event)
 {
-    m_dismissedEventIDs.insert(event.id());
-    m_alertedEventIDs.insert(event.id());
+    const Occurrence occurrence = Occurrence::of(event);
+    m_dismissed.insert(occurrence);
+    m_alerted.insert(occurrence);
     checkForAlerts();
 }
 
@@ -151,7 +190,7 @@ QCoro::Task<> EventMonitor::pollingLoop(QPointer<EventMonitor> self, std::shared
         }
         self->checkForAlerts();
         Clock &clock = self->m_clock;
-        co_await PollingSleep(loop, clock, clock.now() + self->pollingInterval());
+        co_await PollingSleep(loop, clock, clock.now() + self->m_preferences.pollingInterval());
     }
 }
 
@@ -194,31 +233,36 @@ QCoro::Task<> EventMonitor::fetchAllEvents(std::shared_ptr<PollingLoop> loop)
 
 void EventMonitor::removeStaleEntries()
 {
-    QSet<QString> listed;
+    QSet<Occurrence> listed;
+    QSet<QString> listedIDs;
     for (const CalendarEvent &event : std::as_const(m_upcomingEvents)) {
-        listed.insert(event.id());
+        listed.insert(Occurrence::of(event));
+        listedIDs.insert(event.id());
     }
-    // A passed snooze of a listed event changes nothing while time runs forward, but should the clock be set back
-    // it still holds, as the event's other marks do.
+    // A snooze outlives a fetch that missed its event (its calendar failed) until it passes, but not one that lists
+    // the event at another start. A passed snooze of a listed event changes nothing while time runs forward, but
+    // should the clock be set back it still holds, as the event's other marks do.
     const QDateTime now = m_clock.now();
-    m_snoozedEvents.removeIf([&](const auto &entry) { return entry.value() <= now && !listed.contains(entry.key()); });
-    m_dismissedEventIDs.intersect(listed);
-    m_alertedEventIDs.intersect(listed);
+    m_snoozedUntil.removeIf([&](const auto &entry) {
+        return !listed.contains(entry.key()) && (entry.value() <= now || listedIDs.contains(entry.key().id));
+    });
+    m_dismissed.intersect(listed);
+    m_alerted.intersect(listed);
 }
 
 bool EventMonitor::isEligible(const CalendarEvent &event) const
 {
-    return !event.isAllDay() && !m_dismissedEventIDs.contains(event.id()) && !m_alertedEventIDs.contains(event.id());
+    const Occurrence occurrence = Occurrence::of(event);
+    return !event.isAllDay() && !m_dismissed.contains(occurrence) && !m_alerted.contains(occurrence);
 }
 
 QDateTime EventMonitor::alertTime(const CalendarEvent &event) const
 {
-    const qint64 leadMinutes = std::clamp(m_preferences.alertMinutesBefore(), -maximumLeadMinutes, maximumLeadMinutes);
-    const QDateTime byLead = event.startDate().addSecs(-leadMinutes * 60);
+    const QDateTime byLead = event.startDate().addSecs(-m_preferences.alertLeadTime().count());
     // A snooze never brings the alert before the lead time: a snooze instant that passed while the event was still
-    // further away (it moved later, or the lead time shrank) waits for the lead time instead of checking in a loop.
-    const auto snoozed = m_snoozedEvents.constFind(event.id());
-    return snoozed == m_snoozedEvents.cend() ? byLead : std::max(*snoozed, byLead);
+    // further away (the lead time shrank) waits for the lead time instead of checking in a loop.
+    const auto snoozed = m_snoozedUntil.constFind(Occurrence::of(event));
+    return snoozed == m_snoozedUntil.cend() ? byLead : std::max(*snoozed, byLead);
 }
 
 void EventMonitor::checkForAlerts()
@@ -237,7 +281,7 @@ void EventMonitor::checkForAlerts()
         }
         // Copied: the owner's callback may change the monitor's state.
         const CalendarEvent event = *due;
-        m_alertedEventIDs.insert(event.id());
+        m_alerted.insert(Occurrence::of(event));
         if (m_onEventApproaching) {
             m_onEventApproaching(event);
         }
@@ -270,10 +314,33 @@ void EventMonitor::scheduleNextAlert()
     });
 }
 
-void EventMonitor::startCountdownTimer()
+void EventMonitor::connectNotify(const QMetaMethod &signal)
 {
-    m_countdownTimer =
-        m_clock.callEvery(1s, [this] { QMetaObject::invokeMethod(this, &EventMonitor::ticked, Qt::QueuedConnection); });
+    if (signal == QMetaMethod::fromSignal(&EventMonitor::ticked)) {
+        // Queued: Qt may hold its connection lock while it calls here.
+        QMetaObject::invokeMethod(this, &EventMonitor::updateCountdownTimer, Qt::QueuedConnection);
+    }
+}
+
+void EventMonitor::disconnectNotify(const QMetaMethod &signal)
+{
+    // An invalid signal stands for all of them, disconnected at once.
+    if (!signal.isValid() || signal == QMetaMethod::fromSignal(&EventMonitor::ticked)) {
+        QMetaObject::invokeMethod(this, &EventMonitor::updateCountdownTimer, Qt::QueuedConnection);
+    }
+}
+
+void EventMonitor::updateCountdownTimer()
+{
+    // Counts QML handlers too, unlike isSignalConnected(), which stays true once one was connected.
+    if (!m_isRunning || receivers(SIGNAL(ticked())) == 0) {
+        m_countdownTimer.reset();
+        return;
+    }
+    if (!m_countdownTimer) {
+        m_countdownTimer = m_clock.callEvery(
+            1s, [this] { QMetaObject::invokeMethod(this, &EventMonitor::ticked, Qt::QueuedConnection); });
+    }
 }
 
 void EventMonitor::replanAfterJump()
@@ -282,12 +349,6 @@ void EventMonitor::replanAfterJump()
     if (m_loop && m_fetchAfterJump) {
         m_loop->wake();
     }
-}
-
-std::chrono::seconds EventMonitor::pollingInterval() const
-{
-    const qint64 seconds = m_preferences.pollingIntervalSeconds();
-    return seconds > 0 ? std::chrono::seconds(seconds) : fallbackPollingInterval;
 }
 
 void EventMonitor::setLastError(std::exception_ptr error)

@@ -5,12 +5,12 @@
 #include <QCoroTask>
 #include <QDateTime>
 #include <QHash>
+#include <QHashFunctions>
 #include <QList>
 #include <QObject>
 #include <QPointer>
 #include <QSet>
 
-#include <chrono>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -47,12 +47,15 @@ public:
 
     void setOnEventApproaching(EventCallback callback) { m_onEventApproaching = std::move(callback); }
 
-    // Always replaces the providers, which must outlive the monitor; starts polling only if not running yet.
+    // Always replaces the providers, which must outlive the monitor or be dropped from it first; starts polling only
+    // if not running yet. A provider's change notice brings a fetch within a second.
     void startMonitoring(QList<CalendarProvider *> providers);
+    // Also drops the providers.
     void stopMonitoring();
-    // Reminds again after `minutes`, or 30 seconds before the start when `minutes` is 0.
+    // Reminds again after `minutes`, or 30 seconds before the start when `minutes` is 0. The answers take the event
+    // as it was reported: they hold for that start only, so a meeting moved since is alerted at its new time.
     void snooze(const CalendarEvent &event, int minutes);
-    // Never reports the event again while it stays listed; also what joining the meeting does.
+    // Never reports the event again while it stays listed at that start; also what joining the meeting does.
     void dismiss(const CalendarEvent &event);
 
 Q_SIGNALS:
@@ -60,23 +63,40 @@ Q_SIGNALS:
     void isRunningChanged();
     void lastFetchTimeChanged();
     void lastErrorChanged();
-    // Every second while running, so countdowns shown from the list stay current.
+    // Every second while running and connected to, so countdowns shown from the list stay current; an idle agent
+    // with nothing on screen never wakes for it.
     void ticked();
 
+protected:
+    void connectNotify(const QMetaMethod &signal) override;
+    void disconnectNotify(const QMetaMethod &signal) override;
+
 private:
+    // The marks hold for one start of an event: a moved meeting is a new alert.
+    struct Occurrence {
+        QString id;
+        QDateTime start;
+
+        static Occurrence of(const CalendarEvent &event) { return {event.id(), event.startDate()}; }
+        friend bool operator==(const Occurrence &, const Occurrence &) = default;
+        friend size_t qHash(const Occurrence &key, size_t seed = 0) { return qHashMulti(seed, key.id, key.start); }
+    };
+
     static QCoro::Task<> pollingLoop(QPointer<EventMonitor> self, std::shared_ptr<PollingLoop> loop);
     QCoro::Task<> fetchAllEvents(std::shared_ptr<PollingLoop> loop);
     void removeStaleEntries();
     // Reports every due event, one at a time in list order, then arms the timer for the next one.
     void checkForAlerts();
     void scheduleNextAlert();
-    void startCountdownTimer();
+    void updateCountdownTimer();
     void replanAfterJump();
     void cancelLoop();
+    void setProviders(QList<CalendarProvider *> providers);
+    void onProviderChanged();
+    void fetchAfterChange();
 
     [[nodiscard]] bool isEligible(const CalendarEvent &event) const;
     [[nodiscard]] QDateTime alertTime(const CalendarEvent &event) const;
-    [[nodiscard]] std::chrono::seconds pollingInterval() const;
     void setLastError(std::exception_ptr error);
 
     Clock &m_clock;
@@ -87,14 +107,15 @@ private:
     std::exception_ptr m_lastError;
     EventCallback m_onEventApproaching;
     QList<CalendarProvider *> m_providers;
-    QSet<QString> m_dismissedEventIDs;
-    QHash<QString, QDateTime> m_snoozedEvents;
-    QSet<QString> m_alertedEventIDs;
+    QSet<Occurrence> m_dismissed;
+    QHash<Occurrence, QDateTime> m_snoozedUntil;
+    QSet<Occurrence> m_alerted;
     std::shared_ptr<PollingLoop> m_loop;
     bool m_fetchAfterJump = false;
     QCoro::Task<> m_monitoringTask;
     std::unique_ptr<ClockTimer> m_countdownTimer;
     std::unique_ptr<ClockTimer> m_nextAlertTimer;
+    std::unique_ptr<ClockTimer> m_changeTimer;
 };
 
 } // namespace bellwick
