@@ -1,5 +1,7 @@
 #include "loginitem.h"
 
+#include "applicationid.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -38,11 +40,11 @@ QByteArray desktopEntry(const QString &program)
                           "Name=Bellwick\n"
                           "Comment=Full-screen alerts before your meetings start\n"
                           "Exec=%1\n"
-                          "Icon=bellwick\n"
+                          "Icon=%2\n"
                           "Terminal=false\n"
                           "NoDisplay=true\n"
                           "X-GNOME-Autostart-enabled=true\n")
-        .arg(exec)
+        .arg(exec, applicationId)
         .toUtf8();
 }
 
@@ -57,7 +59,7 @@ QString AutostartLoginItem::defaultProgram()
 QString AutostartLoginItem::entryPath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-           + QStringLiteral("/autostart/bellwick.desktop");
+           + QStringLiteral("/autostart/%1.desktop").arg(applicationId);
 }
 
 AutostartLoginItem::AutostartLoginItem(QString program) : m_program(std::move(program)) { }

@@ -29,7 +29,7 @@ private:
     QString m_reason;
 };
 
-// The XDG autostart entry at $XDG_CONFIG_HOME/autostart/bellwick.desktop.
+// The XDG autostart entry at $XDG_CONFIG_HOME/autostart/com.bellwick.Bellwick.desktop, named as the launcher.
 class AutostartLoginItem : public LoginItem
 {
 public:

@@ -19,6 +19,16 @@ constexpr qint64 standardSnoozeMinutes = 5;
 constexpr qint64 standardAutoDismissMinutes = 5;
 constexpr double standardOpacity = 0.95;
 
+qint64 clampedAlertMinutes(qint64 minutes)
+{
+    return std::clamp<qint64>(minutes, 1, 15);
+}
+
+qint64 clampedPollingSeconds(qint64 seconds)
+{
+    return std::clamp<qint64>(seconds, 10, 300);
+}
+
 QVariantList integerList(const QList<qint64> &values)
 {
     QVariantList list;
@@ -70,6 +80,7 @@ PreferencesManager::PreferencesManager(UserDefaults &defaults, LoginItem &loginI
         {QStringLiteral("alertColorScheme"), rawValue(AlertColorScheme::purple)},
         {QStringLiteral("includeAllDayEvents"), false},
         {QStringLiteral("outlookEnabled"), false},
+        {QStringLiteral("outlookClientID"), QString()},
         {QStringLiteral("hasBeenLaunched"), false},
         {QStringLiteral("snoozeStyle"), rawValue(SnoozeStyle::relative)},
     });
@@ -81,6 +92,7 @@ PreferencesManager::PreferencesManager(UserDefaults &defaults, LoginItem &loginI
     m_playSound = m_defaults.boolean(QStringLiteral("playSound"));
     m_includeAllDayEvents = m_defaults.boolean(QStringLiteral("includeAllDayEvents"));
     m_outlookEnabled = m_defaults.boolean(QStringLiteral("outlookEnabled"));
+    m_outlookClientID = m_defaults.string(QStringLiteral("outlookClientID")).value_or(QString());
     m_defaultSnoozeDuration = m_defaults.integer(QStringLiteral("defaultSnoozeDuration"));
     m_soundName = m_defaults.string(QStringLiteral("soundName")).value_or(glass);
     m_showJoinButton = m_defaults.boolean(QStringLiteral("showJoinButton"));
@@ -117,14 +129,23 @@ template<typename T> void PreferencesManager::assign(T &field, const T &value, v
 void PreferencesManager::setAlertMinutesBefore(qint64 minutes)
 {
     assign(m_alertMinutesBefore, minutes, &PreferencesManager::alertMinutesBeforeChanged);
-    m_defaults.setValue(QStringLiteral("alertMinutesBefore"), QVariant::fromValue(std::clamp<qint64>(minutes, 1, 15)));
+    m_defaults.setValue(QStringLiteral("alertMinutesBefore"), QVariant::fromValue(clampedAlertMinutes(minutes)));
 }
 
 void PreferencesManager::setPollingIntervalSeconds(qint64 seconds)
 {
     assign(m_pollingIntervalSeconds, seconds, &PreferencesManager::pollingIntervalSecondsChanged);
-    m_defaults.setValue(QStringLiteral("pollingIntervalSeconds"),
-                        QVariant::fromValue(std::clamp<qint64>(seconds, 10, 300)));
+    m_defaults.setValue(QStringLiteral("pollingIntervalSeconds"), QVariant::fromValue(clampedPollingSeconds(seconds)));
+}
+
+std::chrono::seconds PreferencesManager::alertLeadTime() const
+{
+    return std::chrono::minutes(clampedAlertMinutes(m_alertMinutesBefore));
+}
+
+std::chrono::seconds PreferencesManager::pollingInterval() const
+{
+    return std::chrono::seconds(clampedPollingSeconds(m_pollingIntervalSeconds));
 }
 
 void PreferencesManager::setDefaultSnoozeDuration(qint64 minutes)
@@ -270,6 +291,12 @@ void PreferencesManager::setOutlookEnabled(bool enabled)
 {
     assign(m_outlookEnabled, enabled, &PreferencesManager::outlookEnabledChanged);
     m_defaults.setValue(QStringLiteral("outlookEnabled"), enabled);
+}
+
+void PreferencesManager::setOutlookClientID(const QString &clientID)
+{
+    assign(m_outlookClientID, clientID, &PreferencesManager::outlookClientIDChanged);
+    m_defaults.setValue(QStringLiteral("outlookClientID"), clientID);
 }
 
 void PreferencesManager::setHasBeenLaunched(bool launched)

@@ -7,6 +7,7 @@
 #include <QSet>
 #include <QVariant>
 
+#include <chrono>
 #include <optional>
 
 namespace bellwick {
@@ -49,6 +50,7 @@ class PreferencesManager : public QObject
     Q_PROPERTY(QVariant enabledCalendarIDs READ enabledCalendarIDsVariant WRITE setEnabledCalendarIDsVariant NOTIFY
                    enabledCalendarIDsChanged)
     Q_PROPERTY(bool outlookEnabled READ outlookEnabled WRITE setOutlookEnabled NOTIFY outlookEnabledChanged)
+    Q_PROPERTY(QString outlookClientID READ outlookClientID WRITE setOutlookClientID NOTIFY outlookClientIDChanged)
     Q_PROPERTY(bool hasBeenLaunched READ hasBeenLaunched WRITE setHasBeenLaunched NOTIFY hasBeenLaunchedChanged)
     Q_PROPERTY(bellwick::SnoozeStyle snoozeStyle READ snoozeStyle WRITE setSnoozeStyle NOTIFY snoozeStyleChanged)
 
@@ -76,8 +78,15 @@ public:
     [[nodiscard]] bool includeAllDayEvents() const { return m_includeAllDayEvents; }
     [[nodiscard]] const std::optional<QSet<QString>> &enabledCalendarIDs() const { return m_enabledCalendarIDs; }
     [[nodiscard]] bool outlookEnabled() const { return m_outlookEnabled; }
+    // The application (client) ID of the Microsoft Entra registration that Outlook sign-in uses.
+    [[nodiscard]] QString outlookClientID() const { return m_outlookClientID; }
     [[nodiscard]] bool hasBeenLaunched() const { return m_hasBeenLaunched; }
     [[nodiscard]] SnoozeStyle snoozeStyle() const { return m_snoozeStyle; }
+
+    // The two settings the monitor times itself by, held to the ranges the settings window offers whatever the file
+    // holds: 1 to 15 minutes, 10 to 300 seconds.
+    [[nodiscard]] std::chrono::seconds alertLeadTime() const;
+    [[nodiscard]] std::chrono::seconds pollingInterval() const;
 
     // Every assignment keeps the value given in memory and then saves it (the two clamped settings save the
     // clamped value), even when it equals the current one.
@@ -100,10 +109,12 @@ public:
     void setIncludeAllDayEvents(bool included);
     void setEnabledCalendarIDs(const std::optional<QSet<QString>> &ids);
     void setOutlookEnabled(bool enabled);
+    void setOutlookClientID(const QString &clientID);
     void setHasBeenLaunched(bool launched);
     void setSnoozeStyle(SnoozeStyle style);
 
-    // Restores every setting but the colour scheme, the snooze style and the first-launch marker.
+    // Restores every setting but the colour scheme, the snooze style, the first-launch marker and the Outlook
+    // client ID, which the stored Outlook session was issued to.
     Q_INVOKABLE void resetToDefaults();
 
 Q_SIGNALS:
@@ -126,6 +137,7 @@ Q_SIGNALS:
     void includeAllDayEventsChanged();
     void enabledCalendarIDsChanged();
     void outlookEnabledChanged();
+    void outlookClientIDChanged();
     void hasBeenLaunchedChanged();
     void snoozeStyleChanged();
 
@@ -159,6 +171,7 @@ private:
     bool m_includeAllDayEvents = false;
     std::optional<QSet<QString>> m_enabledCalendarIDs;
     bool m_outlookEnabled = false;
+    QString m_outlookClientID;
     bool m_hasBeenLaunched = false;
     SnoozeStyle m_snoozeStyle = SnoozeStyle::relative;
 };

@@ -8,23 +8,33 @@
 #include <QJsonObject>
 #include <QStandardPaths>
 
+#include <optional>
+
 namespace bellwick {
 
 namespace {
 
-bool readJson(QIODevice &device, QSettings::SettingsMap &map)
+// Empty when the bytes hold settings (an empty file holds none), else what is wrong with them.
+QString parseSettings(const QByteArray &bytes, QSettings::SettingsMap &map)
 {
-    const QByteArray bytes = device.readAll();
     if (bytes.trimmed().isEmpty()) {
-        return true;
+        return {};
     }
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        return false;
+    if (error.error != QJsonParseError::NoError) {
+        return QStringLiteral("%1 at byte %2").arg(error.errorString()).arg(error.offset);
+    }
+    if (!document.isObject()) {
+        return QStringLiteral("not a JSON object");
     }
     map = document.object().toVariantMap();
-    return true;
+    return {};
+}
+
+bool readJson(QIODevice &device, QSettings::SettingsMap &map)
+{
+    return parseSettings(device.readAll(), map).isEmpty();
 }
 
 bool writeJson(QIODevice &device, const QSettings::SettingsMap &map)
@@ -43,6 +53,29 @@ bool isInteger(const QVariant &value)
 {
     const int type = value.metaType().id();
     return type == QMetaType::LongLong || type == QMetaType::Int || type == QMetaType::UInt;
+}
+
+struct ReadFailure {
+    QString reason;
+    // The file was read and holds no settings, so moving it aside loses nothing.
+    bool unparsable = false;
+};
+
+std::optional<ReadFailure> readFailure(const QString &path)
+{
+    QFile file(path);
+    if (!file.exists()) {
+        return std::nullopt;
+    }
+    if (!file.open(QIODevice::ReadOnly)) {
+        return ReadFailure{file.errorString()};
+    }
+    QSettings::SettingsMap map;
+    const QString problem = parseSettings(file.readAll(), map);
+    if (problem.isEmpty()) {
+        return std::nullopt;
+    }
+    return ReadFailure{problem, true};
 }
 
 // The first free name next to the file, so an earlier kept copy is never overwritten.
@@ -65,24 +98,55 @@ QString UserDefaults::standardPath()
 
 UserDefaults::UserDefaults(QString path) : m_path(std::move(path))
 {
-    open();
-    if (m_settings->status() != QSettings::FormatError) {
+    const std::optional<ReadFailure> failure = readFailure(m_path);
+    if (!failure) {
+        open();
         return;
     }
-    m_settings.reset();
-    const QString aside = asideName(m_path);
-    if (QFile::rename(m_path, aside)) {
-        diagnostic(QStringLiteral("Settings file %1 could not be read; kept it as %2 and started with defaults")
-                       .arg(m_path, aside));
-    } else {
-        diagnostic(QStringLiteral("Settings file %1 could not be read; started with defaults").arg(m_path));
+    if (failure->unparsable) {
+        const QString aside = asideName(m_path);
+        if (QFile::rename(m_path, aside)) {
+            diagnostic(
+                QStringLiteral("Settings file %1 could not be read (%2); kept it as %3 and started with defaults")
+                    .arg(m_path, failure->reason, aside));
+            open();
+            return;
+        }
     }
-    open();
+    keepInMemory(failure->reason);
 }
 
 void UserDefaults::open()
 {
     m_settings = std::make_unique<QSettings>(m_path, jsonFormat());
+}
+
+bool UserDefaults::fileStillReadable()
+{
+    if (!m_settings) {
+        return false;
+    }
+    // QSettings would replace a file it can no longer parse with the values it holds.
+    const std::optional<ReadFailure> failure = readFailure(m_path);
+    if (!failure) {
+        return true;
+    }
+    keepInMemory(failure->reason);
+    return false;
+}
+
+void UserDefaults::keepInMemory(const QString &reason)
+{
+    diagnostic(QStringLiteral("Settings file %1 could not be read (%2); left it as it is, and changes last until "
+                              "Bellwick quits")
+                   .arg(m_path, reason));
+    if (m_settings) {
+        const QStringList keys = m_settings->allKeys();
+        for (const QString &key : keys) {
+            m_unsaved.insert(key, m_settings->value(key));
+        }
+        m_settings.reset();
+    }
 }
 
 void UserDefaults::registerDefaults(const QVariantMap &defaults)
@@ -92,8 +156,8 @@ void UserDefaults::registerDefaults(const QVariantMap &defaults)
 
 template<typename Accepts> QVariant UserDefaults::typedValue(const QString &key, Accepts accepts) const
 {
-    if (const QVariant stored = m_settings->value(key); stored.isValid() && accepts(stored)) {
-        return stored;
+    if (const QVariant value = stored(key); value.isValid() && accepts(value)) {
+        return value;
     }
     if (const QVariant registered = m_registered.value(key); registered.isValid() && accepts(registered)) {
         return registered;
@@ -151,10 +215,19 @@ std::optional<QStringList> UserDefaults::stringArray(const QString &key) const
     return strings;
 }
 
+QVariant UserDefaults::stored(const QString &key) const
+{
+    return m_settings ? m_settings->value(key) : m_unsaved.value(key);
+}
+
 void UserDefaults::setValue(const QString &key, const QVariant &value)
 {
-    const QVariant stored = m_settings->value(key);
-    if (stored.metaType() == value.metaType() && stored == value) {
+    const QVariant current = stored(key);
+    if (current.metaType() == value.metaType() && current == value) {
+        return;
+    }
+    if (!fileStillReadable()) {
+        m_unsaved.insert(key, value);
         return;
     }
     m_settings->setValue(key, value);
@@ -163,7 +236,11 @@ void UserDefaults::setValue(const QString &key, const QVariant &value)
 
 void UserDefaults::remove(const QString &key)
 {
-    if (!m_settings->contains(key)) {
+    if (!stored(key).isValid()) {
+        return;
+    }
+    if (!fileStillReadable()) {
+        m_unsaved.remove(key);
         return;
     }
     m_settings->remove(key);

@@ -17,7 +17,9 @@ public:
     // $XDG_CONFIG_HOME/bellwick/settings.json
     [[nodiscard]] static QString standardPath();
 
-    // A file that cannot be parsed is kept aside next to itself and the store starts empty.
+    // A file that is not JSON is kept aside next to itself and the store starts empty. One that cannot be read at
+    // all (a folder in its place, no permission) is left as it is, and so is one that stops being readable later:
+    // the store then keeps every value in memory only, so the user's file is never overwritten.
     explicit UserDefaults(QString path = standardPath());
 
     void registerDefaults(const QVariantMap &defaults);
@@ -38,11 +40,17 @@ public:
 
 private:
     template<typename Accepts> [[nodiscard]] QVariant typedValue(const QString &key, Accepts accepts) const;
+    [[nodiscard]] QVariant stored(const QString &key) const;
     void open();
+    // False, after saying why once, when the file on disk can no longer be read.
+    [[nodiscard]] bool fileStillReadable();
+    void keepInMemory(const QString &reason);
     void save();
 
     QString m_path;
+    // Null while the file cannot be read; the values then live in m_unsaved.
     std::unique_ptr<QSettings> m_settings;
+    QVariantMap m_unsaved;
     QVariantMap m_registered;
     bool m_saveFailureReported = false;
 };

@@ -1,4 +1,5 @@
 #include "capturedoutput.h"
+#include "files.h"
 #include "platform/dockpresence.h"
 #include "platform/loginitem.h"
 #include "preferences/preferencesmanager.h"
@@ -6,7 +7,7 @@
 
 #include <QDir>
 #include <QFile>
-#include <QJsonArray>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -15,6 +16,7 @@
 #include <QTest>
 
 using namespace bellwick;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -30,38 +32,23 @@ QString settingsPath()
 
 void writeSettings(const QByteArray &bytes)
 {
-    QDir().mkpath(configHome() + QStringLiteral("/bellwick"));
-    QFile file(settingsPath());
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-    file.flush();
+    QVERIFY(test::writeFile(settingsPath(), bytes));
     // QSettings keeps files it has read in a cache checked by size and time; a distinct time makes each test's
     // file count as changed even when the previous one had the same size.
     static int written = 0;
-    file.setFileTime(QDateTime::currentDateTime().addSecs(-++written), QFileDevice::FileModificationTime);
-}
-
-// A file where a folder of the config home should be: refused even when running as root.
-void blockFolder(const QString &folder)
-{
-    QFile blocker(configHome() + folder);
-    QVERIFY(blocker.open(QIODevice::WriteOnly));
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    QFile file(settingsPath());
+    QVERIFY(file.open(QIODevice::ReadWrite)
+            && file.setFileTime(QDateTime::currentDateTime().addSecs(-++written), QFileDevice::FileModificationTime));
 }
 
 QJsonObject storedSettings()
 {
-    return QJsonDocument::fromJson(readFile(settingsPath())).object();
+    return QJsonDocument::fromJson(test::readFile(settingsPath())).object();
 }
 
 // One start of Bellwick's preferences over the session's config folder; a new one is a restart.
 struct Start {
-    explicit Start(const QString &program = QStringLiteral("/usr/bin/bellwick")) : login(program) { }
+    explicit Start(const QString &program = u"/usr/bin/bellwick"_s) : login(program) { }
 
     UserDefaults defaults;
     AutostartLoginItem login;
@@ -85,17 +72,75 @@ private Q_SLOTS:
         }
     }
 
-    void firstStartWritesNothing()
+    void defaultsAndWhatResetRestores_data()
     {
-        Start start;
-        const PreferencesManager &p = start.preferences;
-        QCOMPARE(p.alertMinutesBefore(), 3);
-        QCOMPARE(p.customSnoozeOptions(), (QList<qint64>{1, 5, 10, 15}));
-        QCOMPARE(p.alertOpacity(), 0.95);
-        QCOMPARE(p.soundName(), QStringLiteral("Glass"));
-        QCOMPARE(p.snoozeStyle(), SnoozeStyle::relative);
-        QVERIFY(!p.enabledCalendarIDs().has_value());
-        QVERIFY(!QFile::exists(settingsPath()));
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("standard");
+        QTest::addColumn<QVariant>("changed");
+        QTest::addColumn<bool>("reset");
+
+        const auto integer = [](qint64 value) { return QVariant::fromValue(value); };
+        const auto options = [](QList<qint64> value) { return QVariant::fromValue(value); };
+        const auto scheme = [](AlertColorScheme value) { return QVariant::fromValue(value); };
+        const auto style = [](SnoozeStyle value) { return QVariant::fromValue(value); };
+        const auto row = [](const char *key) -> QTestData & { return QTest::newRow(key) << QString::fromLatin1(key); };
+
+        row("alertMinutesBefore") << integer(3) << integer(10) << true;
+        row("pollingIntervalSeconds") << integer(30) << integer(60) << true;
+        row("defaultSnoozeDuration") << integer(5) << integer(10) << true;
+        row("customSnoozeOptions") << options({1, 5, 10, 15}) << options({15, 2}) << true;
+        row("launchAtLogin") << QVariant(false) << QVariant(true) << true;
+        row("showInDock") << QVariant(false) << QVariant(true) << true;
+        row("playSound") << QVariant(true) << QVariant(false) << true;
+        // A text that looks like a number stays a text.
+        row("soundName") << QVariant(u"Glass"_s) << QVariant(u"5"_s) << true;
+        row("showJoinButton") << QVariant(true) << QVariant(false) << true;
+        row("autoDismissAfterStart") << QVariant(true) << QVariant(false) << true;
+        row("autoDismissMinutes") << integer(5) << integer(2) << true;
+        row("screenToUse") << integer(0) << integer(1) << true;
+        row("alertOpacity") << QVariant(0.95) << QVariant(0.5) << true;
+        row("showEventNotes") << QVariant(false) << QVariant(true) << true;
+        row("minimumMeetingDuration") << integer(0) << integer(15) << true;
+        row("alertColorScheme") << scheme(AlertColorScheme::purple) << scheme(AlertColorScheme::red) << false;
+        row("includeAllDayEvents") << QVariant(false) << QVariant(true) << true;
+        row("enabledCalendarIDs") << QVariant() << QVariant(QStringList{u"work"_s}) << true;
+        // An empty selection is not the absence of one.
+        QTest::newRow("enabledCalendarIDs, none")
+            << u"enabledCalendarIDs"_s << QVariant() << QVariant(QStringList()) << true;
+        row("outlookEnabled") << QVariant(false) << QVariant(true) << true;
+        row("hasBeenLaunched") << QVariant(false) << QVariant(true) << false;
+        // The stored Outlook session was issued to this client.
+        row("outlookClientID") << QVariant(QString()) << QVariant(u"8e1f-42"_s) << false;
+        row("snoozeStyle") << style(SnoozeStyle::relative) << style(SnoozeStyle::absolute) << false;
+    }
+
+    void defaultsAndWhatResetRestores()
+    {
+        QFETCH(QString, key);
+        QFETCH(QVariant, standard);
+        QFETCH(QVariant, changed);
+        QFETCH(bool, reset);
+        const QByteArray name = key.toLatin1();
+        const QVariant afterReset = reset ? standard : changed;
+
+        {
+            Start start;
+            QCOMPARE(start.preferences.property(name), standard);
+            // A first start writes nothing.
+            QVERIFY(!QFile::exists(settingsPath()));
+            const QMetaObject *meta = start.preferences.metaObject();
+            QSignalSpy notified(&start.preferences, meta->property(meta->indexOfProperty(name)).notifySignal());
+            QVERIFY(start.preferences.setProperty(name, standard));
+            QVERIFY(start.preferences.setProperty(name, changed));
+            QCOMPARE(notified.size(), 1);
+        }
+        {
+            Start restart;
+            QCOMPARE(restart.preferences.property(name), changed);
+            restart.preferences.resetToDefaults();
+            QCOMPARE(restart.preferences.property(name), afterReset);
+        }
+        QCOMPARE(Start().preferences.property(name), afterReset);
         QVERIFY(!QFile::exists(AutostartLoginItem::entryPath()));
     }
 
@@ -105,14 +150,14 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("assigned");
         QTest::addColumn<qint64>("written");
 
-        QTest::newRow("minutes above range") << "alertMinutesBefore" << qint64(20) << qint64(15);
-        QTest::newRow("minutes below range") << "alertMinutesBefore" << qint64(0) << qint64(1);
-        QTest::newRow("minutes at the top") << "alertMinutesBefore" << qint64(15) << qint64(15);
-        QTest::newRow("interval below range") << "pollingIntervalSeconds" << qint64(5) << qint64(10);
-        QTest::newRow("interval above range") << "pollingIntervalSeconds" << qint64(600) << qint64(300);
-        QTest::newRow("interval at the bottom") << "pollingIntervalSeconds" << qint64(10) << qint64(10);
-        QTest::newRow("snooze is not clamped") << "defaultSnoozeDuration" << qint64(-4) << qint64(-4);
-        QTest::newRow("64-bit value") << "screenToUse" << qint64(5000000000) << qint64(5000000000);
+        QTest::newRow("minutes above range") << u"alertMinutesBefore"_s << qint64(20) << qint64(15);
+        QTest::newRow("minutes below range") << u"alertMinutesBefore"_s << qint64(0) << qint64(1);
+        QTest::newRow("minutes at the top") << u"alertMinutesBefore"_s << qint64(15) << qint64(15);
+        QTest::newRow("interval below range") << u"pollingIntervalSeconds"_s << qint64(5) << qint64(10);
+        QTest::newRow("interval above range") << u"pollingIntervalSeconds"_s << qint64(600) << qint64(300);
+        QTest::newRow("interval at the bottom") << u"pollingIntervalSeconds"_s << qint64(10) << qint64(10);
+        QTest::newRow("snooze is not clamped") << u"defaultSnoozeDuration"_s << qint64(-4) << qint64(-4);
+        QTest::newRow("64-bit value") << u"screenToUse"_s << qint64(5000000000) << qint64(5000000000);
     }
 
     void clampsApplyToWhatIsWritten()
@@ -133,188 +178,63 @@ private Q_SLOTS:
 
     void malformedValuesFallBack_data()
     {
-        QTest::addColumn<QByteArray>("json");
         QTest::addColumn<QString>("key");
+        QTest::addColumn<QByteArray>("stored");
         QTest::addColumn<QVariant>("expected");
 
-        const auto scheme = [](AlertColorScheme s) { return QVariant::fromValue(s); };
-        const auto style = [](SnoozeStyle s) { return QVariant::fromValue(s); };
-        const auto options = [](QList<qint64> o) { return QVariant::fromValue(o); };
+        const QVariant purple = QVariant::fromValue(AlertColorScheme::purple);
+        const QVariant standardOptions = QVariant::fromValue(QList<qint64>{1, 5, 10, 15});
+        const QVariant three = QVariant::fromValue(qint64(3));
 
-        QTest::newRow("known scheme") << QByteArray(R"({"alertColorScheme": "red"})") << "alertColorScheme"
-                                      << scheme(AlertColorScheme::red);
-        QTest::newRow("display name is no scheme")
-            << QByteArray(R"({"alertColorScheme": "Dark"})") << "alertColorScheme" << scheme(AlertColorScheme::purple);
-        QTest::newRow("scheme of the wrong kind")
-            << QByteArray(R"({"alertColorScheme": 2})") << "alertColorScheme" << scheme(AlertColorScheme::purple);
-        QTest::newRow("absolute style") << QByteArray(R"({"snoozeStyle": "Remind me at..."})") << "snoozeStyle"
-                                        << style(SnoozeStyle::absolute);
-        QTest::newRow("style in other case")
-            << QByteArray(R"({"snoozeStyle": "remind me at..."})") << "snoozeStyle" << style(SnoozeStyle::relative);
-        QTest::newRow("opacity zero") << QByteArray(R"({"alertOpacity": 0.0})") << "alertOpacity" << QVariant(0.95);
-        QTest::newRow("opacity below the alert's floor")
-            << QByteArray(R"({"alertOpacity": 0.1})") << "alertOpacity" << QVariant(0.1);
-        QTest::newRow("opacity written as integer")
-            << QByteArray(R"({"alertOpacity": 1})") << "alertOpacity" << QVariant(1.0);
-        QTest::newRow("opacity as text") << QByteArray(R"({"alertOpacity": "0.5"})") << "alertOpacity"
-                                         << QVariant(0.95);
-        QTest::newRow("options with a text")
-            << QByteArray(R"({"customSnoozeOptions": [1, "5"]})") << "customSnoozeOptions" << options({1, 5, 10, 15});
-        QTest::newRow("options with a fraction")
-            << QByteArray(R"({"customSnoozeOptions": [2, 3.5]})") << "customSnoozeOptions" << options({1, 5, 10, 15});
-        QTest::newRow("options not a list")
-            << QByteArray(R"({"customSnoozeOptions": 5})") << "customSnoozeOptions" << options({1, 5, 10, 15});
-        QTest::newRow("empty options") << QByteArray(R"({"customSnoozeOptions": []})") << "customSnoozeOptions"
-                                       << options({});
-        QTest::newRow("options keep their order")
-            << QByteArray(R"({"customSnoozeOptions": [30, 2]})") << "customSnoozeOptions" << options({30, 2});
-        QTest::newRow("calendars not a list")
-            << QByteArray(R"({"enabledCalendarIDs": "work"})") << "enabledCalendarIDs" << QVariant();
-        QTest::newRow("calendars with a number")
-            << QByteArray(R"({"enabledCalendarIDs": ["work", 1]})") << "enabledCalendarIDs" << QVariant();
-        QTest::newRow("calendars") << QByteArray(R"({"enabledCalendarIDs": ["work", "home"]})") << "enabledCalendarIDs"
-                                   << QVariant(QStringList{QStringLiteral("home"), QStringLiteral("work")});
-        QTest::newRow("sound name missing")
-            << QByteArray(R"({"playSound": false})") << "soundName" << QVariant(QStringLiteral("Glass"));
-        QTest::newRow("sound name of the wrong kind")
-            << QByteArray(R"({"soundName": 7})") << "soundName" << QVariant(QStringLiteral("Glass"));
-        QTest::newRow("integer as text") << QByteArray(R"({"alertMinutesBefore": "5"})") << "alertMinutesBefore"
-                                         << QVariant(qint64(3));
-        QTest::newRow("integer as Boolean")
-            << QByteArray(R"({"alertMinutesBefore": true})") << "alertMinutesBefore" << QVariant(qint64(3));
-        QTest::newRow("integer read without clamping")
-            << QByteArray(R"({"alertMinutesBefore": 99})") << "alertMinutesBefore" << QVariant(qint64(99));
-        QTest::newRow("Boolean as number") << QByteArray(R"({"playSound": 0})") << "playSound" << QVariant(true);
-        QTest::newRow("Boolean") << QByteArray(R"({"playSound": false})") << "playSound" << QVariant(false);
+        const auto row = [](const char *name, const char *key, const char *stored, const QVariant &expected) {
+            QTest::newRow(name) << QString::fromLatin1(key) << QByteArray(stored) << expected;
+        };
+        row("display name is no scheme", "alertColorScheme", R"("Dark")", purple);
+        row("scheme of the wrong kind", "alertColorScheme", "2", purple);
+        row("style in other case", "snoozeStyle", R"("remind me at...")", QVariant::fromValue(SnoozeStyle::relative));
+        row("opacity zero", "alertOpacity", "0.0", 0.95);
+        row("opacity below the alert's floor", "alertOpacity", "0.1", 0.1);
+        row("opacity written as integer", "alertOpacity", "1", 1.0);
+        row("opacity as text", "alertOpacity", R"("0.5")", 0.95);
+        row("options with a text", "customSnoozeOptions", R"([1, "5"])", standardOptions);
+        row("options with a fraction", "customSnoozeOptions", "[2, 3.5]", standardOptions);
+        row("options not a list", "customSnoozeOptions", "5", standardOptions);
+        row("empty options", "customSnoozeOptions", "[]", QVariant::fromValue(QList<qint64>{}));
+        row("calendars not a list", "enabledCalendarIDs", R"("work")", QVariant());
+        row("calendars with a number", "enabledCalendarIDs", R"(["work", 1])", QVariant());
+        row("sound name of the wrong kind", "soundName", "7", u"Glass"_s);
+        row("integer as text", "alertMinutesBefore", R"("5")", three);
+        row("integer as Boolean", "alertMinutesBefore", "true", three);
+        row("integer read without clamping", "alertMinutesBefore", "99", QVariant::fromValue(qint64(99)));
+        row("Boolean as number", "playSound", "0", true);
+        row("Outlook client ID of the wrong kind", "outlookClientID", "42", QString());
     }
 
     void malformedValuesFallBack()
     {
-        QFETCH(QByteArray, json);
         QFETCH(QString, key);
+        QFETCH(QByteArray, stored);
         QFETCH(QVariant, expected);
 
-        writeSettings(json);
+        writeSettings("{\"" + key.toLatin1() + "\": " + stored + '}');
         const Start start;
         QCOMPARE(start.preferences.property(key.toLatin1()), expected);
     }
 
-    void optionTypesRoundTripTheirRawTexts()
+    // The texts the settings file holds; the settings window's menus show the names.
+    void optionTypesKeepTheirStoredTexts()
     {
-        QSet<QString> names;
+        QStringList raw;
         for (const AlertColorScheme scheme : allAlertColorSchemes) {
             QCOMPARE(alertColorSchemeFromRawValue(rawValue(scheme)), scheme);
-            names.insert(displayName(scheme));
-            const auto [start, end] = gradientColors(scheme);
-            QCOMPARE(start.alphaF(), 1.0f);
-            QCOMPARE(end.alphaF(), 1.0f);
-            // Every gradient brightens towards its end.
-            QVERIFY(end.redF() >= start.redF() && end.greenF() >= start.greenF() && end.blueF() >= start.blueF());
-            QVERIFY(end.lightnessF() > start.lightnessF());
+            raw << rawValue(scheme);
         }
-        QCOMPARE(names.size(), int(allAlertColorSchemes.size()));
-        QVERIFY(!alertColorSchemeFromRawValue(displayName(AlertColorScheme::dark)));
         for (const SnoozeStyle style : allSnoozeStyles) {
             QCOMPARE(snoozeStyleFromRawValue(rawValue(style)), style);
+            raw << rawValue(style);
         }
-    }
-
-    void calendarSelectionEmptyIsNotAbsent()
-    {
-        {
-            Start start;
-            QSignalSpy changed(&start.preferences, &PreferencesManager::enabledCalendarIDsChanged);
-            start.preferences.setEnabledCalendarIDs(QSet<QString>());
-            QCOMPARE(changed.size(), 1);
-        }
-        QCOMPARE(storedSettings().value(QStringLiteral("enabledCalendarIDs")).toArray().size(), 0);
-        QVERIFY(storedSettings().contains(QStringLiteral("enabledCalendarIDs")));
-        {
-            Start restart;
-            QCOMPARE(restart.preferences.enabledCalendarIDs(), std::optional(QSet<QString>()));
-            restart.preferences.setEnabledCalendarIDs(std::nullopt);
-        }
-        QVERIFY(!storedSettings().contains(QStringLiteral("enabledCalendarIDs")));
-        QVERIFY(!Start().preferences.enabledCalendarIDs().has_value());
-    }
-
-    void storedTypesSurviveARestart()
-    {
-        {
-            Start start;
-            start.preferences.setCustomSnoozeOptions({2, 4, 8});
-            start.preferences.setAlertOpacity(0.5);
-            start.preferences.setSoundName(QStringLiteral("5"));
-            start.preferences.setAlertColorScheme(AlertColorScheme::orange);
-            start.preferences.setSnoozeStyle(SnoozeStyle::absolute);
-        }
-        const QByteArray file = readFile(settingsPath());
-        QVERIFY2(file.contains(R"("soundName": "5")"), file.constData());
-        QVERIFY2(file.contains(R"("alertColorScheme": "orange")"), file.constData());
-        QVERIFY2(file.contains(R"("snoozeStyle": "Remind me at...")"), file.constData());
-        const Start restart;
-        QCOMPARE(restart.preferences.customSnoozeOptions(), (QList<qint64>{2, 4, 8}));
-        QCOMPARE(restart.preferences.alertOpacity(), 0.5);
-        QCOMPARE(restart.preferences.soundName(), QStringLiteral("5"));
-        QCOMPARE(restart.preferences.alertColorScheme(), AlertColorScheme::orange);
-        QCOMPARE(restart.preferences.snoozeStyle(), SnoozeStyle::absolute);
-    }
-
-    void rawValuesKeepTheirTypes()
-    {
-        {
-            UserDefaults defaults;
-            defaults.setValue(QStringLiteral("mixed"),
-                              QVariantList{QVariant::fromValue(qint64(1)), QStringLiteral("5")});
-            defaults.setValue(QStringLiteral("whole"), QVariant::fromValue(qint64(3)));
-            defaults.setValue(QStringLiteral("flag"), true);
-        }
-        UserDefaults restarted;
-        const std::optional<QVariantList> mixed = restarted.array(QStringLiteral("mixed"));
-        QVERIFY(mixed && mixed->size() == 2);
-        QCOMPARE(mixed->at(0).metaType().id(), QMetaType::LongLong);
-        QCOMPARE(mixed->at(1).metaType().id(), QMetaType::QString);
-        QVERIFY(!restarted.stringArray(QStringLiteral("mixed")));
-        QCOMPARE(restarted.integer(QStringLiteral("whole")), 3);
-        QVERIFY(!restarted.boolean(QStringLiteral("whole")));
-        QVERIFY(restarted.boolean(QStringLiteral("flag")));
-        QCOMPARE(restarted.integer(QStringLiteral("flag")), 0);
-    }
-
-    void changesNotifyOnlyWhenTheValueChanges()
-    {
-        Start start;
-        QSignalSpy changed(&start.preferences, &PreferencesManager::alertMinutesBeforeChanged);
-        start.preferences.setAlertMinutesBefore(3);
-        QCOMPARE(changed.size(), 0);
-        start.preferences.setAlertMinutesBefore(7);
-        QCOMPARE(changed.size(), 1);
-        QCOMPARE(storedSettings().value(QStringLiteral("alertMinutesBefore")).toInteger(), 7);
-    }
-
-    void resetKeepsSchemeStyleAndFirstLaunchMarker()
-    {
-        Start start;
-        PreferencesManager &p = start.preferences;
-        p.setAlertColorScheme(AlertColorScheme::red);
-        p.setSnoozeStyle(SnoozeStyle::absolute);
-        p.setHasBeenLaunched(true);
-        p.setAlertMinutesBefore(10);
-        p.setLaunchAtLogin(true);
-        p.setEnabledCalendarIDs(QSet<QString>{QStringLiteral("work")});
-        p.setAlertOpacity(0.4);
-
-        p.resetToDefaults();
-
-        QCOMPARE(p.alertColorScheme(), AlertColorScheme::red);
-        QCOMPARE(p.snoozeStyle(), SnoozeStyle::absolute);
-        QVERIFY(p.hasBeenLaunched());
-        QCOMPARE(p.alertMinutesBefore(), 3);
-        QCOMPARE(p.alertOpacity(), 0.95);
-        QVERIFY(!p.launchAtLogin());
-        QVERIFY(!QFile::exists(AutostartLoginItem::entryPath()));
-        QVERIFY(!storedSettings().contains(QStringLiteral("enabledCalendarIDs")));
-        QCOMPARE(storedSettings().value(QStringLiteral("alertMinutesBefore")).toInteger(), 3);
+        QCOMPARE(raw, (QStringList{u"purple"_s, u"dark"_s, u"blue"_s, u"red"_s, u"green"_s, u"orange"_s,
+                                   u"Remind me in..."_s, u"Remind me at..."_s}));
     }
 
     void launchAtLoginWritesAValidAutostartEntry_data()
@@ -322,13 +242,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("program");
         QTest::addColumn<QString>("exec");
 
-        QTest::newRow("plain path") << "/usr/bin/bellwick"
-                                    << "Exec=/usr/bin/bellwick";
-        QTest::newRow("space and percent") << "/opt/My Apps/bell%wick"
-                                           << "Exec=\"/opt/My Apps/bell%%wick\"";
+        QTest::newRow("plain path") << u"/usr/bin/bellwick"_s << u"Exec=/usr/bin/bellwick"_s;
+        QTest::newRow("space and percent") << u"/opt/My Apps/bell%wick"_s << u"Exec=\"/opt/My Apps/bell%%wick\""_s;
         // Quoting escapes the quote and the dollar; the entry's own escaping then doubles each backslash.
-        QTest::newRow("quote and dollar") << "/home/a\"b/$x"
-                                          << "Exec=\"/home/a\\\\\"b/\\\\$x\"";
+        QTest::newRow("quote and dollar") << u"/home/a\"b/$x"_s << u"Exec=\"/home/a\\\\\"b/\\\\$x\""_s;
     }
 
     void launchAtLoginWritesAValidAutostartEntry()
@@ -338,9 +255,9 @@ private Q_SLOTS:
 
         Start start(program);
         start.preferences.setLaunchAtLogin(true);
-        const QString entry = QString::fromUtf8(readFile(AutostartLoginItem::entryPath()));
+        const QString entry = QString::fromUtf8(test::readFile(AutostartLoginItem::entryPath()));
         QVERIFY2(entry.split(u'\n').contains(exec), qPrintable(entry));
-        const QString validator = QStandardPaths::findExecutable(QStringLiteral("desktop-file-validate"));
+        const QString validator = QStandardPaths::findExecutable(u"desktop-file-validate"_s);
         if (!validator.isEmpty()) {
             QProcess validate;
             validate.start(validator, {AutostartLoginItem::entryPath()});
@@ -352,20 +269,43 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(AutostartLoginItem::entryPath()));
     }
 
-    void refusedLoginItemKeepsTheToggle()
+    // What cannot be written is said once, and the values hold until Bellwick quits.
+    void failedWritesKeepTheValues_data()
     {
-        blockFolder(QStringLiteral("/autostart"));
+        QTest::addColumn<QString>("blocked");
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<QString>("printed");
 
+        QTest::newRow("login item refused") << u"/autostart"_s << QByteArray("launchAtLogin") << QVariant(true)
+                                            << u"Failed to update launch at login: Could not create"_s;
+        QTest::newRow("settings folder unwritable")
+            << u"/bellwick"_s << QByteArray("alertMinutesBefore") << QVariant::fromValue(qint64(12))
+            << u"Failed to save settings to "_s;
+    }
+
+    void failedWritesKeepTheValues()
+    {
+        QFETCH(QString, blocked);
+        QFETCH(QByteArray, key);
+        QFETCH(QVariant, value);
+        QFETCH(QString, printed);
+
+        // A file where the folder should be: refused even when running as root.
+        QFile blocker(configHome() + blocked);
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
         Start start;
         test::CapturedOutput output;
-        start.preferences.setLaunchAtLogin(true);
+        QVERIFY(start.preferences.setProperty(key, value));
+        start.preferences.setPlaySound(false);
         const QStringList lines = output.lines();
-
         QCOMPARE(lines.size(), 1);
-        QVERIFY2(lines.first().startsWith(QStringLiteral("Failed to update launch at login: Could not create")),
-                 qPrintable(lines.first()));
-        QVERIFY(start.preferences.launchAtLogin());
-        QVERIFY(storedSettings().value(QStringLiteral("launchAtLogin")).toBool());
+        QVERIFY2(lines.first().startsWith(printed), qPrintable(lines.first()));
+        QCOMPARE(start.preferences.property(key), value);
+        QVERIFY(!start.preferences.playSound());
+        // Only the login item failed: the settings file still took the change.
+        QCOMPARE(storedSettings().value(QString::fromLatin1(key)).toVariant(),
+                 blocked == u"/autostart"_s ? value : QVariant());
     }
 
     void sideEffectsFollowChangesNotTheStart()
@@ -384,43 +324,65 @@ private Q_SLOTS:
         QTRY_COMPARE(start.dock.policy(), DockPresence::Policy::accessory);
     }
 
-    void unreadableFileIsKeptAside()
+    void unreadableFilesAreNeverOverwritten_data()
     {
-        writeSettings("{\"alertMinutesBefore\": 7,");
-        {
-            test::CapturedOutput output;
-            Start start;
-            const QStringList lines = output.lines();
-            QCOMPARE(lines.size(), 1);
-            QVERIFY2(lines.first().contains(QStringLiteral("settings.json.corrupt")), qPrintable(lines.first()));
-            QCOMPARE(start.preferences.alertMinutesBefore(), 3);
-            start.preferences.setAlertMinutesBefore(9);
-        }
-        QCOMPARE(readFile(settingsPath() + QStringLiteral(".corrupt")), QByteArray("{\"alertMinutesBefore\": 7,"));
-        QCOMPARE(Start().preferences.alertMinutesBefore(), 9);
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<bool>("brokenLater");
+        QTest::addColumn<QString>("reason");
+        QTest::addColumn<QString>("keptAs");
 
-        writeSettings("[1, 2]");
-        test::CapturedOutput secondOutput;
-        const Start again;
-        QCOMPARE(secondOutput.lines().size(), 1);
-        QCOMPARE(readFile(settingsPath() + QStringLiteral(".corrupt.1")), QByteArray("[1, 2]"));
-        QCOMPARE(readFile(settingsPath() + QStringLiteral(".corrupt")), QByteArray("{\"alertMinutesBefore\": 7,"));
+        // A file that holds no settings is moved aside, never over an earlier copy, and a fresh one started; one that
+        // cannot be opened (no contents here: a folder), or breaks while Bellwick runs, stays as it is.
+        const QByteArray broken = R"({"alertMinutesBefore": 7,)";
+        const QString unterminated = u"unterminated object at byte 25"_s;
+        QTest::newRow("not JSON") << broken << false << unterminated << u".corrupt"_s;
+        QTest::newRow("not an object") << QByteArray("[1, 2]") << false << u"not a JSON object"_s << u".corrupt.1"_s;
+        QTest::newRow("a folder in its place") << QByteArray() << false << u"file to open is a directory"_s << u""_s;
+        QTest::newRow("broken while running") << broken << true << unterminated << u""_s;
     }
 
-    void unwritableFolderKeepsValuesInMemory()
+    void unreadableFilesAreNeverOverwritten()
     {
-        blockFolder(QStringLiteral("/bellwick"));
+        QFETCH(QByteArray, contents);
+        QFETCH(bool, brokenLater);
+        QFETCH(QString, reason);
+        QFETCH(QString, keptAs);
+        if (contents.isEmpty()) {
+            QVERIFY(QDir().mkpath(settingsPath()));
+        } else {
+            writeSettings(brokenLater ? R"({"playSound": false})" : contents);
+        }
+        const QString earlierCopy = settingsPath() + u".corrupt"_s;
+        QVERIFY(keptAs != u".corrupt.1"_s || test::writeFile(earlierCopy, "earlier"));
 
-        Start start;
         test::CapturedOutput output;
-        start.preferences.setAlertMinutesBefore(12);
-        start.preferences.setPlaySound(false);
-        const QStringList lines = output.lines();
-
-        QCOMPARE(lines.size(), 1);
-        QVERIFY2(lines.first().startsWith(QStringLiteral("Failed to save settings to ")), qPrintable(lines.first()));
-        QCOMPARE(start.preferences.alertMinutesBefore(), 12);
-        QVERIFY(!start.preferences.playSound());
+        {
+            Start start;
+            if (brokenLater) {
+                writeSettings(contents);
+            }
+            start.preferences.setAlertMinutesBefore(9);
+            QCOMPARE(start.preferences.alertMinutesBefore(), 9);
+            // What was read before the file broke stays.
+            QCOMPARE(start.preferences.playSound(), !brokenLater);
+        }
+        const QString outcome = keptAs.isEmpty()
+                                    ? u"left it as it is, and changes last until Bellwick quits"_s
+                                    : u"kept it as %1 and started with defaults"_s.arg(settingsPath() + keptAs);
+        QCOMPARE(output.lines(),
+                 QStringList{u"Settings file %1 could not be read (%2); "_s.arg(settingsPath(), reason) + outcome});
+        if (contents.isEmpty()) {
+            QVERIFY(QFileInfo(settingsPath()).isDir());
+        } else {
+            QCOMPARE(test::readFile(settingsPath() + keptAs), contents);
+        }
+        if (!keptAs.isEmpty()) {
+            // The change went to a fresh file.
+            QCOMPARE(Start().preferences.alertMinutesBefore(), 9);
+        }
+        if (keptAs == u".corrupt.1"_s) {
+            QCOMPARE(test::readFile(earlierCopy), QByteArray("earlier"));
+        }
     }
 };
 
