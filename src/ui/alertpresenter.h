@@ -31,7 +31,10 @@ class AlertPresenter : public QObject
     Q_PROPERTY(QString calendarName READ calendarName CONSTANT)
     // Empty when the event has no location.
     Q_PROPERTY(QString location READ location CONSTANT)
-    Q_PROPERTY(bool hasMeetingLink READ hasMeetingLink CONSTANT)
+    // The event has a link and the user wants the button.
+    Q_PROPERTY(bool showsJoinButton READ showsJoinButton CONSTANT)
+    // The event's notes as plain text when the user wants them shown, else empty.
+    Q_PROPERTY(QString notes READ notes CONSTANT)
     // Both empty when no meeting service was recognised; the icon is a freedesktop icon name.
     Q_PROPERTY(QString serviceName READ serviceName CONSTANT)
     Q_PROPERTY(QString serviceIcon READ serviceIcon CONSTANT)
@@ -56,9 +59,13 @@ public:
         AlertColorScheme colorScheme = AlertColorScheme::purple;
         SnoozeStyle snoozeStyle = SnoozeStyle::relative;
         double backgroundOpacity = 0.9;
+        bool showJoinButton = true;
+        bool showEventNotes = false;
+        // The choices of the relative style, in minutes.
+        QList<int> snoozeMinutes{1, 2, 5, 10, 15};
     };
 
-    // The view's clock starts at the clock's now and advances every second.
+    // The view's clock starts at the clock's now and advances on each of the clock's whole seconds.
     AlertPresenter(CalendarEvent event, Appearance appearance, Clock &clock, QObject *parent = nullptr);
     ~AlertPresenter() override;
 
@@ -66,7 +73,8 @@ public:
     [[nodiscard]] QString title() const { return m_event.title(); }
     [[nodiscard]] QString calendarName() const { return m_event.calendarName(); }
     [[nodiscard]] QString location() const { return m_event.location().value_or(QString()); }
-    [[nodiscard]] bool hasMeetingLink() const { return m_event.meetingURL().has_value(); }
+    [[nodiscard]] bool showsJoinButton() const;
+    [[nodiscard]] QString notes() const { return m_notes; }
     [[nodiscard]] QString serviceName() const;
     [[nodiscard]] QString serviceIcon() const;
     [[nodiscard]] QColor gradientStart() const;
@@ -103,6 +111,9 @@ private:
 
     CalendarEvent m_event;
     Appearance m_appearance;
+    // Ascending, each once, none under a minute.
+    QList<int> m_relativeSnoozeMinutes;
+    QString m_notes;
     Clock &m_clock;
     QDateTime m_currentTime;
     std::unique_ptr<ClockTimer> m_timer;

@@ -1,3 +1,4 @@
+#include "files.h"
 #include "platform/manualclock.h"
 #include "ui/alertpresenter.h"
 #include "ui/iconprovider.h"
@@ -9,6 +10,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QRasterWindow>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -16,6 +18,7 @@ using namespace bellwick;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using OptionalText = std::optional<QString>;
+using Appearance = AlertPresenter::Appearance;
 
 namespace {
 
@@ -64,6 +67,10 @@ public:
         view.setSource(QUrl(u"qrc:/Bellwick/FullscreenAlertView.qml"_s));
         view.resize(size);
         view.show();
+        QObject::connect(&presenter, &AlertPresenter::joinMeetingRequested, &presenter, [this] { asked << u"join"_s; });
+        QObject::connect(&presenter, &AlertPresenter::dismissRequested, &presenter, [this] { asked << u"dismiss"_s; });
+        QObject::connect(&presenter, &AlertPresenter::snoozeRequested, &presenter,
+                         [this](int minutes) { asked << u"snooze %1"_s.arg(minutes); });
     }
 
     [[nodiscard]] bool ready() { return view.rootObject() && QTest::qWaitForWindowExposed(&view); }
@@ -76,9 +83,17 @@ public:
         return item && item->isVisible() ? item : nullptr;
     }
 
+    // The button's centre, as the window sees it.
+    [[nodiscard]] static QPoint centre(const QQuickItem *item)
+    {
+        return item->mapToScene(item->boundingRect().center()).toPoint();
+    }
+
     ManualClock clock;
     AlertPresenter presenter;
     QQuickView view;
+    // What the buttons asked the presenter for, in order.
+    QStringList asked;
 };
 
 } // namespace
@@ -94,10 +109,8 @@ private Q_SLOTS:
         QVERIFY(m_themes.isValid());
         const QDir theme(m_themes.filePath(u"bellwick-test"_s));
         QVERIFY(theme.mkpath(u"32"_s));
-        QFile index(theme.filePath(u"index.theme"_s));
-        QVERIFY(index.open(QIODevice::WriteOnly));
-        index.write("[Icon Theme]\nName=Test\nDirectories=32\n\n[32]\nSize=32\nType=Fixed\n");
-        index.close();
+        QVERIFY(test::writeFile(theme.filePath(u"index.theme"_s),
+                                "[Icon Theme]\nName=Test\nDirectories=32\n\n[32]\nSize=32\nType=Fixed\n"));
         QImage red(32, 32, QImage::Format_ARGB32);
         red.fill(Qt::red);
         QVERIFY(red.save(theme.filePath(u"32/camera-web.png"_s)));
@@ -154,24 +167,32 @@ private Q_SLOTS:
     {
         QTest::addColumn<OptionalText>("location");
         QTest::addColumn<OptionalText>("notes");
+        QTest::addColumn<AlertPresenter::Appearance>("appearance");
         QTest::addColumn<QStringList>("absent");
 
-        QTest::newRow("zoom link as location") << zoomLink << OptionalText() << QStringList{};
-        QTest::newRow("other link in notes")
-            << OptionalText() << OptionalText(u"https://meet.example.com/join/x"_s) << QStringList{u"locationRow"_s};
-        QTest::newRow("room only") << OptionalText(u"Room 4.02"_s) << OptionalText()
-                                   << QStringList{u"serviceRow"_s, u"joinButton"_s};
+        const QStringList noNotes{u"notesText"_s};
+        QTest::newRow("zoom link as location") << zoomLink << OptionalText() << Appearance() << noNotes;
+        QTest::newRow("other link in notes") << OptionalText() << OptionalText(u"https://meet.example.com/join/x"_s)
+                                             << Appearance() << noNotes + QStringList{u"locationRow"_s};
+        QTest::newRow("room only") << OptionalText(u"Room 4.02"_s) << OptionalText() << Appearance()
+                                   << noNotes + QStringList{u"serviceRow"_s, u"joinButton"_s};
         QTest::newRow("nothing but the time")
-            << OptionalText() << OptionalText() << QStringList{u"locationRow"_s, u"serviceRow"_s, u"joinButton"_s};
+            << OptionalText() << OptionalText() << Appearance()
+            << noNotes + QStringList{u"locationRow"_s, u"serviceRow"_s, u"joinButton"_s};
+        QTest::newRow("join turned off") << zoomLink << OptionalText(u"Agenda"_s) << Appearance{.showJoinButton = false}
+                                         << noNotes + QStringList{u"joinButton"_s};
+        QTest::newRow("notes shown") << zoomLink << OptionalText(u"Agenda: the roadmap"_s)
+                                     << Appearance{.showEventNotes = true} << QStringList{};
     }
 
     void showsWhatTheEventHas()
     {
         QFETCH(OptionalText, location);
         QFETCH(OptionalText, notes);
+        QFETCH(AlertPresenter::Appearance, appearance);
         QFETCH(QStringList, absent);
 
-        Alert alert(fields(u"Design review"_s, 300, location, notes));
+        Alert alert(fields(u"Design review"_s, 300, location, notes), appearance);
         QVERIFY(alert.ready());
         const QList<std::pair<QString, const char *>> items{
             {u"title"_s, "title"},
@@ -186,6 +207,7 @@ private Q_SLOTS:
             {u"joinButton"_s, nullptr},
             {u"dismissButton"_s, nullptr},
             {u"remindAtStartButton"_s, nullptr},
+            {u"notesText"_s, "notes"},
         };
         // With snooze choices, with only the reminder at the start, and started.
         for (const auto step : {0s, 200s, 101s}) {
@@ -249,44 +271,104 @@ private Q_SLOTS:
 
         Alert alert(fields(u"Standup"_s, 600, {}, u"https://meet.google.com/abc-defg-hij"_s), {.snoozeStyle = style});
         QVERIFY(alert.ready());
-        QStringList requests;
-        QObject::connect(&alert.presenter, &AlertPresenter::joinMeetingRequested, this,
-                         [&] { requests.append(u"join"_s); });
-        QObject::connect(&alert.presenter, &AlertPresenter::dismissRequested, this,
-                         [&] { requests.append(u"dismiss"_s); });
-        QObject::connect(&alert.presenter, &AlertPresenter::snoozeRequested, this,
-                         [&](int minutes) { requests.append(u"snooze %1"_s.arg(minutes)); });
-
         QQuickItem *item = alert.shown(button);
         QVERIFY(item);
-        const QPoint centre = item->mapToScene(item->boundingRect().center()).toPoint();
+        const QPoint centre = Alert::centre(item);
         QVERIFY(alert.view.contentItem()->contains(centre));
         QTest::mousePress(&alert.view, Qt::LeftButton, {}, centre);
         alert.clock.advance(std::chrono::seconds(secondsPressed));
         alert.view.grabWindow();
         QTest::mouseRelease(&alert.view, Qt::LeftButton, {}, centre);
-        QCOMPARE(requests, asked);
+        QCOMPARE(alert.asked, asked);
     }
 
-    void longTitlesStopAtThreeLines_data()
+    // Nothing has the keyboard until Tab gives it to a button with a ring; Space and Enter act only on a ringed one.
+    void keysActOnlyOnTheVisiblyFocusedButton_data()
     {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QString>("ringed");
+        QTest::addColumn<QStringList>("asked");
+
+        QTest::newRow("Enter with no focus") << QStringList{u"Enter"_s} << QString() << QStringList{};
+        QTest::newRow("Space with no focus") << QStringList{u"Space"_s} << QString() << QStringList{};
+        QTest::newRow("Tab, Space") << QStringList{u"Tab"_s, u"Space"_s} << u"joinButton"_s << QStringList{u"join"_s};
+        QTest::newRow("Tab, Tab, Enter") << QStringList{u"Tab"_s, u"Tab"_s, u"Enter"_s} << u"dismissButton"_s
+                                         << QStringList{u"dismiss"_s};
+        QTest::newRow("focus back with the window")
+            << QStringList{u"Tab"_s, u"Refocus"_s, u"Space"_s} << QString() << QStringList{};
+    }
+
+    void keysActOnlyOnTheVisiblyFocusedButton()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(QString, ringed);
+        QFETCH(QStringList, asked);
+
+        Alert alert(fields(u"Standup"_s, 600, zoomLink));
+        QVERIFY(alert.ready());
+        alert.view.requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(&alert.view));
+        QRasterWindow other;
+        for (const QString &step : std::as_const(steps).first(steps.size() - 1)) {
+            if (step == u"Tab"_s) {
+                QTest::keyClick(&alert.view, Qt::Key_Tab);
+            } else {
+                other.show();
+                other.requestActivate();
+                QVERIFY(QTest::qWaitForWindowActive(&other));
+                alert.view.requestActivate();
+                QVERIFY(QTest::qWaitForWindowActive(&alert.view));
+            }
+        }
+        QQuickItem *focused = alert.view.activeFocusItem();
+        const bool ring =
+            focused && findItem(focused, u"focusRing"_s) && findItem(focused, u"focusRing"_s)->isVisible();
+        QCOMPARE(ring ? focused->objectName() : QString(), ringed);
+        QTest::keyClick(&alert.view, steps.last() == u"Space"_s ? Qt::Key_Space : Qt::Key_Return);
+        QCOMPARE(alert.asked, asked);
+    }
+
+    // However long the title, it stops at three lines; however long the notes, they scroll inside their box; and
+    // every button stays on the screen.
+    void longTextsKeepTheButtonsOnScreen_data()
+    {
+        QTest::addColumn<QSize>("size");
         QTest::addColumn<QString>("word");
 
-        QTest::newRow("words") << u"Quarterly "_s;
-        QTest::newRow("right to left") << u"اجتماع "_s;
-        QTest::newRow("one unbroken word") << u"x"_s;
+        QTest::newRow("laptop, words") << QSize(1366, 768) << u"Quarterly "_s;
+        QTest::newRow("small, right to left") << QSize(1024, 600) << u"اجتماع "_s;
+        QTest::newRow("large, one unbroken word") << QSize(1920, 1080) << u"x"_s;
     }
 
-    void longTitlesStopAtThreeLines()
+    void longTextsKeepTheButtonsOnScreen()
     {
+        QFETCH(QSize, size);
         QFETCH(QString, word);
 
-        Alert alert(fields(word.repeated(500).left(500), 600));
+        QStringList lines;
+        for (int line = 1; line <= 200; ++line) {
+            lines << u"Point %1 of the agenda"_s.arg(line);
+        }
+        Alert alert(fields(word.repeated(500).left(500), 600, zoomLink, lines.join(u'\n')), {.showEventNotes = true},
+                    size);
         QVERIFY(alert.ready());
         QQuickItem *title = alert.shown(u"title"_s);
         QVERIFY(title);
         QCOMPARE_LE(title->property("lineCount").toInt(), 3);
         QVERIFY(title->property("truncated").toBool());
+        QQuickItem *notes = alert.shown(u"notes"_s);
+        QVERIFY(notes);
+        QCOMPARE_LT(notes->height() * 10, notes->property("contentHeight").toReal());
+        for (const QString &name :
+             {u"joinButton"_s, u"dismissButton"_s, u"snoozeButton_1"_s, u"remindAtStartButton"_s}) {
+            const QQuickItem *button = alert.shown(name);
+            QVERIFY2(button && QRectF(QPointF(), size).contains(button->mapRectToScene(button->boundingRect())),
+                     qPrintable(name));
+        }
+        QWheelEvent wheel(Alert::centre(notes), alert.view.mapToGlobal(Alert::centre(notes)), {}, {0, -360},
+                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QGuiApplication::sendEvent(&alert.view, &wheel);
+        QTRY_VERIFY(notes->property("contentY").toReal() > 0);
     }
 
     // Corners are where the diagonal gradient starts and ends, at the chosen opacity. With

@@ -1,13 +1,15 @@
 import QtQuick
 import QtQuick.Templates as T
 
-// The look every alert button shares: an optional icon before the label, and a slight give while pressed.
+// The look every alert button shares: an optional icon before the label, a slight give while pressed, and a ring
+// while the keyboard is on it.
 T.Button {
     id: control
 
     // A freedesktop icon name, drawn in the label's colour.
     property string iconName
     property color textColor: "white"
+    property real cornerRadius: 14
 
     implicitWidth: Math.max(implicitBackgroundWidth + leftInset + rightInset,
                             implicitContentWidth + leftPadding + rightPadding)
@@ -24,6 +26,29 @@ T.Button {
 
     HoverHandler {
         cursorShape: Qt.PointingHandCursor
+    }
+
+    // Space and Enter act only while the ring shows: focus that came back with the window is not visible, and a
+    // keystroke meant for another window must not answer the alert.
+    Keys.onPressed: event => {
+        if ([Qt.Key_Space, Qt.Key_Return, Qt.Key_Enter, Qt.Key_Select].includes(event.key)) {
+            event.accepted = true;
+            if (control.visualFocus && !event.isAutoRepeat) {
+                control.clicked();
+            }
+        }
+    }
+
+    Rectangle {
+        objectName: "focusRing"
+        anchors.fill: parent
+        anchors.margins: -6
+        visible: control.visualFocus
+        radius: control.cornerRadius + 6
+        color: "transparent"
+        border.width: 3
+        border.color: Qt.rgba(1, 1, 1, 0.9)
+        layer.enabled: true
     }
 
     contentItem: Item {

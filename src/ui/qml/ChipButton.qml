@@ -7,6 +7,7 @@ AlertButton {
     property real fillOpacity: 0.1
 
     textColor: Qt.rgba(1, 1, 1, 0.8)
+    cornerRadius: 8
     font.pixelSize: 17
     font.weight: Font.DemiBold
     leftPadding: 16
@@ -15,7 +16,7 @@ AlertButton {
     bottomPadding: 10
 
     background: Rectangle {
-        radius: 8
+        radius: control.cornerRadius
         color: Qt.rgba(1, 1, 1, control.fillOpacity + (control.down ? 0.08 : 0))
     }
 }

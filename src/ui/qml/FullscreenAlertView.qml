@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import QtQuick.Templates as T
 
 // The full-screen alert; every text and state comes from the presenter.
 Item {
@@ -125,6 +126,8 @@ Item {
 
                 // Rendered at its largest pulse so it never scales up past its pixels.
                 Image {
+                    id: bellImage
+
                     anchors.centerIn: parent
                     height: Math.round(bell.implicitHeight * (bell.compact ? 0.5 : 0.4))
                     width: Math.round(height * 56 / 60)
@@ -132,37 +135,58 @@ Item {
                     source: "images/bell.svg"
                     scale: 0.94
                     smooth: true
+                }
 
-                    SequentialAnimation on scale {
-                        running: true
-                        loops: Animation.Infinite
+                // A few pulses as the alert appears, then one now and then: every frame of a pulse is drawn, so
+                // an alert left open would otherwise keep a core busy for its whole life.
+                ParallelAnimation {
+                    id: pulse
 
+                    running: true
+                    loops: 3
+
+                    SequentialAnimation {
                         NumberAnimation {
+                            target: bellImage
+                            property: "scale"
                             to: 1
                             duration: 900
                             easing.type: Easing.InOutSine
                         }
                         NumberAnimation {
+                            target: bellImage
+                            property: "scale"
                             to: 0.94
                             duration: 900
                             easing.type: Easing.InOutSine
                         }
                     }
 
-                    SequentialAnimation on opacity {
-                        running: true
-                        loops: Animation.Infinite
-
+                    SequentialAnimation {
                         NumberAnimation {
+                            target: bellImage
+                            property: "opacity"
                             to: 0.85
                             duration: 900
                             easing.type: Easing.InOutSine
                         }
                         NumberAnimation {
+                            target: bellImage
+                            property: "opacity"
                             to: 1
                             duration: 900
                             easing.type: Easing.InOutSine
                         }
+                    }
+                }
+
+                Timer {
+                    interval: 20000
+                    repeat: true
+                    running: true
+                    onTriggered: {
+                        pulse.loops = 1;
+                        pulse.restart();
                     }
                 }
             }
@@ -270,6 +294,69 @@ Item {
                 }
             }
 
+            // Long notes scroll inside their box, so they never push the buttons off the screen.
+            Rectangle {
+                readonly property real padding: 14
+                readonly property int shownLines: stage.compact ? 4 : 6
+
+                visible: root.presenter.notes !== ""
+                Layout.alignment: Qt.AlignHCenter
+                Layout.topMargin: stage.compact ? 20 : 32
+                Layout.preferredWidth: Math.min(600, stage.width)
+                Layout.preferredHeight: Math.min(notesText.implicitHeight,
+                                                 shownLines * notesMetrics.lineSpacing * notesText.lineHeight)
+                                        + 2 * padding
+                radius: 12
+                color: Qt.rgba(1, 1, 1, 0.06)
+                border.width: 1
+                border.color: Qt.rgba(1, 1, 1, 0.1)
+
+                FontMetrics {
+                    id: notesMetrics
+                    font: notesText.font
+                }
+
+                Flickable {
+                    id: notesView
+
+                    objectName: "notes"
+                    anchors.fill: parent
+                    anchors.margins: parent.padding
+                    contentHeight: notesText.implicitHeight
+                    clip: true
+                    boundsBehavior: Flickable.StopAtBounds
+
+                    T.ScrollBar.vertical: T.ScrollBar {
+                        parent: notesView.parent
+                        width: 4
+                        minimumSize: 0.2
+                        anchors.top: notesView.top
+                        anchors.bottom: notesView.bottom
+                        anchors.right: parent.right
+                        anchors.rightMargin: 5
+                        contentItem: Rectangle {
+                            implicitWidth: 4
+                            radius: 2
+                            visible: notesView.contentHeight > notesView.height
+                            color: Qt.rgba(1, 1, 1, 0.35)
+                        }
+                    }
+
+                    Text {
+                        id: notesText
+
+                        objectName: "notesText"
+                        width: notesView.width
+                        text: root.presenter.notes
+                        textFormat: Text.PlainText
+                        wrapMode: Text.Wrap
+                        lineHeight: 1.15
+                        font.pixelSize: 17
+                        color: Qt.rgba(1, 1, 1, 0.75)
+                    }
+                }
+            }
+
             ColumnLayout {
                 id: actions
 
@@ -292,7 +379,7 @@ Item {
                         Layout.fillWidth: true
                         Layout.preferredWidth: 600
                         Layout.minimumWidth: parent.share
-                        visible: root.presenter.hasMeetingLink
+                        visible: root.presenter.showsJoinButton
                         text: qsTr("Join Meeting")
                         iconName: "camera-video"
                         onClicked: root.presenter.joinMeeting()
@@ -305,6 +392,9 @@ Item {
                         Layout.fillWidth: true
                         Layout.preferredWidth: 600
                         Layout.minimumWidth: parent.share
+                        // Alone, as wide as beside the join button.
+                        Layout.maximumWidth: join.visible ? 600 : (600 - parent.spacing) / 2
+                        Layout.alignment: Qt.AlignHCenter
                         text: qsTr("Dismiss")
                         iconName: "window-close"
                         onClicked: root.presenter.dismiss()

@@ -24,14 +24,14 @@ AlertButton {
                 anchors.margins: -index * 2
                 anchors.topMargin: 5 - index * 2
                 anchors.bottomMargin: -5 - index * 2
-                radius: 14 + index * 2
+                radius: control.cornerRadius + index * 2
                 color: Qt.rgba(control.blue.r, control.blue.g, control.blue.b, 0.3 / (index + 2))
             }
         }
 
         Rectangle {
             anchors.fill: parent
-            radius: 14
+            radius: control.cornerRadius
             gradient: Gradient {
                 GradientStop {
                     position: 0

@@ -12,7 +12,7 @@ AlertButton {
     bottomPadding: 18
 
     background: Rectangle {
-        radius: 14
+        radius: control.cornerRadius
         color: Qt.rgba(1, 1, 1, control.down ? 0.15 : 0.1)
         border.width: 1
         border.color: Qt.rgba(1, 1, 1, 0.2)
