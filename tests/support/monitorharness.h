@@ -1,6 +1,7 @@
 #pragma once
 
 #include "calendar/democalendarprovider.h"
+#include "files.h"
 #include "monitoring/eventmonitor.h"
 #include "platform/dockpresence.h"
 #include "platform/loginitem.h"
@@ -9,7 +10,6 @@
 #include "preferences/userdefaults.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <chrono>
@@ -17,27 +17,51 @@
 
 namespace bellwick::test {
 
+// A source answering from a list, after a delay on the monitor's clock, that announces changes when told to.
+class ScriptedProvider : public DemoCalendarProvider
+{
+public:
+    ScriptedProvider(Clock &clock, const QString &id, const QString &name = {})
+        : DemoCalendarProvider(clock, id, name), m_clock(clock)
+    { }
+
+    QCoro::Task<QList<CalendarEvent>> fetchEvents(QDateTime from, QDateTime to) override
+    {
+        if (m_delay.count() > 0) {
+            co_await m_clock.sleep(m_delay);
+        }
+        co_return co_await DemoCalendarProvider::fetchEvents(from, to);
+    }
+
+    void setAnswerDelay(std::chrono::milliseconds delay) { m_delay = delay; }
+    void announceChange() const { notifyChanged(); }
+
+private:
+    Clock &m_clock;
+    std::chrono::milliseconds m_delay{0};
+};
+
 // An event monitor on a manual clock, with its own settings file and scripted providers.
 class MonitorHarness
 {
 public:
-    struct Report {
-        QDateTime at;
-        CalendarEvent event;
-    };
-
     // `storedSettings` is the settings file's JSON text before the preferences read it.
     explicit MonitorHarness(const QDateTime &start, const QByteArray &storedSettings = {})
         : clock(start)
         , m_defaults(prepareSettings(m_folder, storedSettings))
         , m_login(m_folder.filePath(QStringLiteral("bin")))
     {
-        monitor.setOnEventApproaching([this](const CalendarEvent &event) { reports.append({clock.now(), event}); });
+        monitor.setOnEventApproaching([this](const CalendarEvent &event) {
+            reported.append(event);
+            reportTimes.append(clock.now());
+        });
+        QObject::connect(&monitor, &EventMonitor::lastFetchTimeChanged, &monitor,
+                         [this] { fetchTimes.append(monitor.lastFetchTime()); });
     }
 
-    DemoCalendarProvider &addProvider(const QString &id, const QString &name)
+    ScriptedProvider &addProvider(const QString &id, const QString &name = {})
     {
-        providers.push_back(std::make_unique<DemoCalendarProvider>(clock, id, name));
+        providers.push_back(std::make_unique<ScriptedProvider>(clock, id, name));
         return *providers.back();
     }
 
@@ -73,6 +97,13 @@ public:
 
     void run(std::chrono::milliseconds duration) { runUntil(clock.now().addMSecs(duration.count())); }
 
+    // When each report came, and when each fetch completed, in seconds from `origin`.
+    [[nodiscard]] QList<double> reportSeconds(const QDateTime &origin) const
+    {
+        return secondsFrom(origin, reportTimes);
+    }
+    [[nodiscard]] QList<double> fetchSeconds(const QDateTime &origin) const { return secondsFrom(origin, fetchTimes); }
+
     ManualClock clock;
 
 private:
@@ -83,19 +114,27 @@ private:
 
 public:
     PreferencesManager preferences{m_defaults, m_login, m_dock};
-    std::vector<std::unique_ptr<DemoCalendarProvider>> providers;
+    std::vector<std::unique_ptr<ScriptedProvider>> providers;
     EventMonitor monitor{clock, preferences};
-    QList<Report> reports;
+    QList<CalendarEvent> reported;
+    QList<QDateTime> reportTimes;
+    QList<QDateTime> fetchTimes;
 
 private:
+    static QList<double> secondsFrom(const QDateTime &origin, const QList<QDateTime> &times)
+    {
+        QList<double> seconds;
+        for (const QDateTime &at : times) {
+            seconds.append(double(origin.msecsTo(at)) / 1000);
+        }
+        return seconds;
+    }
+
     static QString prepareSettings(const QTemporaryDir &folder, const QByteArray &json)
     {
         const QString path = folder.filePath(QStringLiteral("settings.json"));
         if (!json.isEmpty()) {
-            QFile file(path);
-            if (file.open(QIODevice::WriteOnly)) {
-                file.write(json);
-            }
+            writeFile(path, json);
         }
         return path;
     }

@@ -13,4 +13,12 @@ inline void pinTimeZone(const char *zone)
     tzset();
 }
 
+// For texts that follow the locale: en_US times in UTC. Call it before anything reads the locale.
+inline bool pinEnglishInUtc()
+{
+    qputenv("LC_ALL", "en_US.UTF-8");
+    qputenv("TZ", "UTC");
+    return true;
+}
+
 } // namespace bellwick::test
