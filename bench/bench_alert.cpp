@@ -1,20 +1,23 @@
-// How fast the alert reaches the screen, cold (QML engine created) and warm, and what Bellwick's memory does around
-// it. Run under a display: scripts/session --display -- build/release/bench/bench_alert
+// How fast the alert reaches the screen, cold (QML engine created) and warm, how fast it is back in front after a
+// user iconified it, and what Bellwick's memory does around it. Run under a display:
+// scripts/session --display -- build/release/bench/bench_alert
+#include "app/testalert.h"
 #include "monitoring/alertmanager.h"
 #include "monitoring/alertwindow.h"
 #include "platform/systemclock.h"
 #include "ui/rendering.h"
-#include "ui/testalert.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QGuiApplication>
+#include <QProcess>
 #include <QTimer>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <functional>
 
 using namespace bellwick;
 using namespace std::chrono_literals;
@@ -49,7 +52,7 @@ double timeToFirstFrame(AlertManager &manager, const QDateTime &now)
     std::atomic<qint64> swapped{-1};
     QEventLoop loop;
     elapsed.start();
-    showTestAlert(manager, {}, now);
+    showTestAlert(manager, now);
     // The frame may be swapped on the render thread.
     QObject::connect(
         manager.alertWindow(), &QQuickWindow::frameSwapped, manager.alertWindow(),
@@ -67,6 +70,50 @@ double timeToFirstFrame(AlertManager &manager, const QDateTime &now)
     return static_cast<double>(swapped.load()) / 1e6;
 }
 
+// Runs the event loop until the condition holds, for ten seconds at most.
+bool waitFor(const std::function<bool()> &condition)
+{
+    QElapsedTimer waited;
+    waited.start();
+    while (!condition() && waited.elapsed() < 10'000) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    return condition();
+}
+
+// Milliseconds from asking the window manager to iconify the alert to the alert holding the keyboard again; -1 when
+// the window manager did not iconify it.
+double timeToComeBack(AlertManager &manager, const QDateTime &now)
+{
+    showTestAlert(manager, now);
+    AlertWindow *window = manager.alertWindow();
+    waitFor([window] { return window->isActive(); });
+    bool iconified = false;
+    QObject::connect(window, &QWindow::visibilityChanged, window, [&iconified](QWindow::Visibility visibility) {
+        iconified = iconified || visibility == QWindow::Minimized;
+    });
+    QElapsedTimer elapsed;
+    elapsed.start();
+    QProcess::execute(QStringLiteral("xdotool"), {QStringLiteral("windowminimize"), QString::number(window->winId())});
+    const bool back = waitFor([&] { return iconified && window->isActive(); });
+    const double milliseconds = static_cast<double>(elapsed.nsecsElapsed()) / 1e6;
+    manager.dismissAlert();
+    settle(200ms);
+    return back ? milliseconds : -1;
+}
+
+// Runs the measurement that many times and prints its median and maximum in milliseconds.
+void printSpread(const char *label, int runs, const std::function<double()> &measure)
+{
+    QList<double> results;
+    for (int run = 0; run < runs; ++run) {
+        results.append(measure());
+    }
+    std::sort(results.begin(), results.end());
+    std::printf("%s: median %.1f ms, maximum %.1f ms over %d alerts\n", label, results.at(results.size() / 2),
+                results.last(), runs);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -79,13 +126,9 @@ int main(int argc, char **argv)
     std::printf("resident memory before the first alert: %.1f MB\n", residentMegabytes());
 
     std::printf("cold showAlert to first frame: %.1f ms\n", timeToFirstFrame(manager, clock.now()));
-    QList<double> warm;
-    for (int run = 0; run < 7; ++run) {
-        warm.append(timeToFirstFrame(manager, clock.now()));
-    }
-    std::sort(warm.begin(), warm.end());
-    std::printf("warm showAlert to first frame: median %.1f ms, maximum %.1f ms over %lld alerts\n",
-                warm.at(warm.size() / 2), warm.last(), static_cast<long long>(warm.size()));
+    printSpread("warm showAlert to first frame", 7, [&] { return timeToFirstFrame(manager, clock.now()); });
+    printSpread("iconified to in front again (-1: not iconified)", 5,
+                [&] { return timeToComeBack(manager, clock.now()); });
     std::printf("resident memory after the alerts closed: %.1f MB\n", residentMegabytes());
     return 0;
 }

@@ -1,25 +1,31 @@
 // Times the system-calendar source on one local calendar of 5,000 events, 200 of them weekly series, spread over two
-// years around now. Seeds the calendar store, so run it in an isolated session:
+// years around now, and how long an edit made through EDS takes to reach the source's change handler and the event
+// monitor's list. Seeds the calendar store, so run it in an isolated session:
 //     scripts/session -- build/release/bench/bench_edscalendarprovider
 #include "calendar/eds/edscalendarprovider.h"
+#include "calendar/eds/glibhandles.h"
+#include "monitoring/eventmonitor.h"
+#include "platform/dockpresence.h"
+#include "platform/loginitem.h"
 #include "platform/systemclock.h"
+#include "preferences/preferencesmanager.h"
+#include "preferences/userdefaults.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QTemporaryDir>
 #include <QTimeZone>
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wold-style-cast"
-#include <libecal/libecal.h>
-#include <libedataserver/libedataserver.h>
-#pragma GCC diagnostic pop
+#include <QTimer>
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
+#include <optional>
 
 using namespace bellwick;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -101,52 +107,169 @@ double median(QList<double> values)
     return values.at(values.size() / 2);
 }
 
-gboolean countInstance(ICalComponent *, ICalTime *, ICalTime *, gpointer data, GCancellable *, GError **)
-{
-    ++*static_cast<int *>(data);
-    return TRUE;
-}
-
-// The same steps the source takes, without it, so the fetch's time can be split up.
-double timeSteps(const QDateTime &now)
+// The calls a fetch makes, one after another, so its time can be split up; the source makes the series calls at once.
+void timeSteps(const QDateTime &now)
 {
     QElapsedTimer timer;
     timer.start();
-    ESourceRegistry *registry = e_source_registry_new_sync(nullptr, nullptr);
+    const GObjectPtr<ESourceRegistry> registry(e_source_registry_new_sync(nullptr, nullptr));
     const double registryTime = milliseconds(timer);
-    ESource *source = e_source_registry_ref_source(registry, calendarID.toUtf8().constData());
+    const GObjectPtr<ESource> source(e_source_registry_ref_source(registry.get(), calendarID.toUtf8().constData()));
     timer.restart();
-    EClient *connected =
-        e_cal_client_connect_sync(source, E_CAL_CLIENT_SOURCE_TYPE_EVENTS, static_cast<guint32>(-1), nullptr, nullptr);
+    const GObjectPtr<ECalClient> client(reinterpret_cast<ECalClient *>(e_cal_client_connect_sync(
+        source.get(), E_CAL_CLIENT_SOURCE_TYPE_EVENTS, static_cast<guint32>(-1), nullptr, nullptr)));
     const double connectTime = milliseconds(timer);
-    auto *client = reinterpret_cast<ECalClient *>(connected);
-    QList<double> probeTimes;
-    QList<double> generateTimes;
-    int instances = 0;
+    const QByteArray query =
+        "(occur-in-time-range? (make-time \""
+        + now.addDays(-1).toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'")).toLatin1() + "\") (make-time \""
+        + upcomingWindowEnd(now).addDays(1).toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'")).toLatin1() + "\"))";
+    QList<double> queryTimes;
+    QList<double> seriesTimes;
+    QList<QByteArray> series;
     for (int run = 0; run < 5; ++run) {
-        GSList *probed = nullptr;
+        GSList *components = nullptr;
         timer.restart();
-        e_cal_client_get_object_list_sync(
-            client, R"((occur-in-time-range? (make-time "19700101T000000Z") (make-time "19700101T000001Z")))", &probed,
-            nullptr, nullptr);
-        probeTimes << milliseconds(timer);
-        g_slist_free_full(probed, g_object_unref);
-        instances = 0;
+        e_cal_client_get_object_list_sync(client.get(), query.constData(), &components, nullptr, nullptr);
+        queryTimes << milliseconds(timer);
+        series.clear();
+        for (GSList *item = components; item; item = item->next) {
+            auto *component = static_cast<ICalComponent *>(item->data);
+            if (e_cal_util_component_has_recurrences(component)) {
+                series << i_cal_component_get_uid(component);
+            }
+        }
+        g_slist_free_full(components, g_object_unref);
         timer.restart();
-        e_cal_client_generate_instances_sync(client, now.addDays(-1).toSecsSinceEpoch(),
-                                             upcomingWindowEnd(now).addDays(1).toSecsSinceEpoch(), nullptr,
-                                             countInstance, &instances);
-        generateTimes << milliseconds(timer);
+        for (const QByteArray &uid : std::as_const(series)) {
+            GSList *whole = nullptr;
+            e_cal_client_get_objects_for_uid_sync(client.get(), uid.constData(), &whole, nullptr, nullptr);
+            g_slist_free_full(whole, g_object_unref);
+        }
+        seriesTimes << milliseconds(timer);
     }
     std::printf("  source registry (shared once made)      %8.1f ms\n", registryTime);
     std::printf("  connect one calendar client             %8.1f ms\n", connectTime);
-    std::printf("  empty probe query, median of 5          %8.1f ms\n", median(probeTimes));
-    std::printf("  generate_instances_sync, median of 5    %8.1f ms  (%d instances in the widened window)\n",
-                median(generateTimes), instances);
-    g_object_unref(client);
-    g_object_unref(source);
-    g_object_unref(registry);
-    return median(probeTimes) + median(generateTimes);
+    std::printf("  time-range query, median of 5           %8.1f ms\n", median(queryTimes));
+    std::printf("  %3lld whole series, one by one, median   %8.1f ms\n", static_cast<long long>(series.size()),
+                median(seriesTimes));
+}
+
+// An edit made through EDS: a meeting half an hour from now, which is removed again.
+class Edit
+{
+public:
+    Edit(ECalClient *client, const QDateTime &now, int run)
+        : m_client(client), m_uid("bench-edit-" + QByteArray::number(run))
+    {
+        const QByteArray start = now.addSecs(1800).toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'")).toLatin1();
+        const QByteArray text = "BEGIN:VEVENT\nUID:" + m_uid + "\nDTSTAMP:20260101T000000Z\nDTSTART:" + start
+                                + "\nDURATION:PT30M\nSUMMARY:Edited\nEND:VEVENT\n";
+        const GObjectPtr<ICalComponent> meeting(i_cal_component_new_from_string(text.constData()));
+        e_cal_client_create_object_sync(m_client, meeting.get(), E_CAL_OPERATION_FLAG_NONE, nullptr, nullptr, nullptr);
+    }
+    ~Edit()
+    {
+        e_cal_client_remove_object_sync(m_client, m_uid.constData(), nullptr, E_CAL_OBJ_MOD_ALL,
+                                        E_CAL_OPERATION_FLAG_NONE, nullptr, nullptr);
+    }
+    Edit(const Edit &) = delete;
+    Edit &operator=(const Edit &) = delete;
+
+    [[nodiscard]] QString eventID() const { return u"eventkit_"_s + QString::fromLatin1(m_uid); }
+
+private:
+    ECalClient *m_client;
+    QByteArray m_uid;
+};
+
+// Runs the event loop until `done` holds or five seconds pass; the time taken, or nothing.
+std::optional<double> timeUntil(QEventLoop &loop, const std::function<bool()> &done, const QElapsedTimer &since)
+{
+    bool late = false;
+    QTimer timeout;
+    timeout.setSingleShot(true);
+    QObject::connect(&timeout, &QTimer::timeout, &loop, [&] {
+        late = true;
+        loop.quit();
+    });
+    timeout.start(5000);
+    while (!done() && !late) {
+        loop.exec();
+    }
+    return done() ? std::optional(milliseconds(since)) : std::nullopt;
+}
+
+QString figure(const QList<double> &times, int runs)
+{
+    return times.size() == runs ? QString::asprintf("%8.1f ms", median(times))
+                                : QStringLiteral("%1 of %2 within 5 s").arg(times.size()).arg(runs);
+}
+
+void timeEdits(SystemClock &clock, const CalendarProviderConfig &config)
+{
+    constexpr int runs = 5;
+    const GObjectPtr<ESourceRegistry> registry(e_source_registry_new_sync(nullptr, nullptr));
+    const GObjectPtr<ESource> source(e_source_registry_ref_source(registry.get(), calendarID.toUtf8().constData()));
+    const GObjectPtr<ECalClient> client(reinterpret_cast<ECalClient *>(e_cal_client_connect_sync(
+        source.get(), E_CAL_CLIENT_SOURCE_TYPE_EVENTS, static_cast<guint32>(-1), nullptr, nullptr)));
+
+    QList<double> notices;
+    {
+        EdsCalendarProvider provider(clock, config);
+        wait(provider.fetchUpcomingEvents());
+        QEventLoop loop;
+        bool noticed = false;
+        provider.setChangeHandler([&] {
+            noticed = true;
+            loop.quit();
+        });
+        for (int run = 0; run < runs; ++run) {
+            noticed = false;
+            QElapsedTimer since;
+            since.start();
+            const Edit edit(client.get(), clock.now(), run);
+            if (const std::optional<double> time = timeUntil(
+                    loop, [&] { return noticed; }, since)) {
+                notices << *time;
+            }
+        }
+    }
+
+    QTemporaryDir folder;
+    UserDefaults defaults(folder.filePath(QStringLiteral("settings.json")));
+    AutostartLoginItem login(folder.filePath(QStringLiteral("bellwick")));
+    DockPresence dock;
+    PreferencesManager preferences(defaults, login, dock);
+    preferences.setPollingIntervalSeconds(300);
+    EdsCalendarProvider provider(clock, config);
+    EventMonitor monitor(clock, preferences);
+    QEventLoop loop;
+    const QMetaObject::Connection listed =
+        QObject::connect(&monitor, &EventMonitor::upcomingEventsChanged, &loop, &QEventLoop::quit);
+    monitor.startMonitoring({&provider});
+    QElapsedTimer first;
+    first.start();
+    timeUntil(
+        loop, [&] { return monitor.lastFetchTime().isValid(); }, first);
+    QList<double> lists;
+    for (int run = 0; run < runs; ++run) {
+        QElapsedTimer since;
+        since.start();
+        const Edit edit(client.get(), clock.now(), runs + run);
+        const auto holdsEdit = [&] {
+            return std::any_of(monitor.upcomingEvents().begin(), monitor.upcomingEvents().end(),
+                               [&](const CalendarEvent &event) { return event.id() == edit.eventID(); });
+        };
+        if (const std::optional<double> time = timeUntil(loop, holdsEdit, since)) {
+            lists << *time;
+        }
+    }
+    QObject::disconnect(listed);
+
+    std::printf("an edit made through EDS (a new meeting), median of %d:\n", runs);
+    std::printf("  to the source's change handler          %s\n", qPrintable(figure(notices, runs)));
+    std::printf("  to the event monitor's new list         %s  (polling every 300 s)\n",
+                qPrintable(figure(lists, runs)));
 }
 
 } // namespace
@@ -181,8 +304,8 @@ int main(int argc, char *argv[])
                 seriesCount, static_cast<long long>(coldCount));
     std::printf("fetchUpcomingEvents cold (daemons start, connections open) %8.1f ms\n", cold);
     std::printf("fetchUpcomingEvents warm, median of 5                    %8.1f ms\n", median(warm));
-    std::puts("where a fetch's time goes:");
-    const double eds = timeSteps(now);
-    std::printf("  the rest (a difference, so noisy)       %8.1f ms\n", median(warm) - eds);
+    std::puts("the calls a fetch makes:");
+    timeSteps(now);
+    timeEdits(clock, config);
     return 0;
 }
