@@ -34,10 +34,20 @@ PanelWindow::PanelWindow(QQmlEngine *engine, MenuBarPresenter *presenter)
     setInitialProperties({{QStringLiteral("presenter"), QVariant::fromValue<QObject *>(presenter)}});
     setSource(QUrl(QStringLiteral("qrc:/Bellwick/MenuBarView.qml")));
     setMode(Mode::popup);
-    // A popup is not always given the focus, so turning to another window is noticed through it as well.
-    connect(this, &QWindow::activeChanged, this, [this] {
+    // A popup is not always given the focus, so turning to another window is noticed through it as well. The window
+    // manager may take the focus for a moment while it settles and hand it straight back; only a lasting loss counts.
+    m_focusGone.setSingleShot(true);
+    m_focusGone.setInterval(std::chrono::milliseconds(250));
+    connect(&m_focusGone, &QTimer::timeout, this, [this] {
         if (m_mode == Mode::popup && !isActive() && m_grabbing) {
             hide();
+        }
+    });
+    connect(this, &QWindow::activeChanged, this, [this] {
+        if (isActive()) {
+            m_focusGone.stop();
+        } else if (m_mode == Mode::popup && m_grabbing) {
+            m_focusGone.start();
         }
     });
 }

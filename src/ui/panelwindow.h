@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QQuickView>
+#include <QTimer>
 
 namespace bellwick {
 
@@ -37,6 +38,7 @@ private:
     MenuBarPresenter *m_presenter;
     Mode m_mode = Mode::popup;
     bool m_grabbing = false;
+    QTimer m_focusGone;
 };
 
 } // namespace bellwick
