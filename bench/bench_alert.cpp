@@ -1,15 +1,17 @@
 // How fast the alert reaches the screen, cold (QML engine created) and warm, how fast it is back in front after a
-// user iconified it, and what Bellwick's memory does around it. Run under a display:
-// scripts/session --display -- build/release/bench/bench_alert
+// user iconified it, what Bellwick's memory does around it and what an open alert costs the processor, its own and
+// the X server's. Run under a display (bench/run-all does):
+// scripts/session --display -- build/release/bench/bench_alert [--cpu-minutes N]
 #include "app/testalert.h"
 #include "monitoring/alertmanager.h"
 #include "monitoring/alertwindow.h"
+#include "platform/idlerelease.h"
 #include "platform/systemclock.h"
+#include "processfigures.h"
 #include "ui/rendering.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QFile>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QTimer>
@@ -23,20 +25,6 @@ using namespace bellwick;
 using namespace std::chrono_literals;
 
 namespace {
-
-double residentMegabytes()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly)) {
-        return -1;
-    }
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:")) {
-            return line.mid(6).trimmed().split(' ').first().toDouble() / 1024.0;
-        }
-    }
-    return -1;
-}
 
 void settle(std::chrono::milliseconds duration)
 {
@@ -120,15 +108,42 @@ int main(int argc, char **argv)
 {
     chooseSceneGraphBackend();
     QGuiApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    const qsizetype option = arguments.indexOf(QStringLiteral("--cpu-minutes"));
+    const int cpuMinutes = option >= 0 ? arguments.value(option + 1).toInt() : 5;
+    const qint64 self = QCoreApplication::applicationPid();
+    const auto memory = [self](const char *when) {
+        std::printf("resident memory %s: %.1f MB\n", when, bench::residentMegabytes(self));
+    };
+    // The memory of closed alerts is given back a while after the last one closed.
+    const auto afterRelease = [] { settle(IdleRelease::delay + 10s); };
+
     SystemClock clock;
     AlertManager manager(clock);
     settle(200ms);
-    std::printf("resident memory before the first alert: %.1f MB\n", residentMegabytes());
-
+    memory("at start");
     std::printf("cold showAlert to first frame: %.1f ms\n", timeToFirstFrame(manager, clock.now()));
-    printSpread("warm showAlert to first frame", 7, [&] { return timeToFirstFrame(manager, clock.now()); });
+    memory("after one alert");
+    afterRelease();
+    memory("two minutes after it closed");
+    std::printf("cold again, after the release: %.1f ms\n", timeToFirstFrame(manager, clock.now()));
+    printSpread("warm showAlert to first frame", 49, [&] { return timeToFirstFrame(manager, clock.now()); });
+    memory("after 50 alerts");
+    afterRelease();
+    memory("two minutes after the 50th closed");
     printSpread("iconified to in front again (-1: not iconified)", 5,
                 [&] { return timeToComeBack(manager, clock.now()); });
-    std::printf("resident memory after the alerts closed: %.1f MB\n", residentMegabytes());
+
+    const QList<qint64> server = bench::sessionProcesses("Xvfb");
+    showTestAlert(manager, clock.now());
+    settle(2s);
+    const double ownBefore = bench::cpuSeconds({self});
+    const double serverBefore = bench::cpuSeconds(server);
+    settle(std::chrono::minutes(cpuMinutes));
+    const double seconds = 60.0 * cpuMinutes;
+    std::printf("an open alert over %d min: %.2f %% of a core, and %.2f %% in the X server\n", cpuMinutes,
+                100 * (bench::cpuSeconds({self}) - ownBefore) / seconds,
+                !server.isEmpty() ? 100 * (bench::cpuSeconds(server) - serverBefore) / seconds : -1.0);
+    manager.dismissAlert();
     return 0;
 }
