@@ -67,6 +67,8 @@ TrayAgent::~TrayAgent() = default;
 void TrayAgent::show()
 {
     m_icon.show();
+    // What start-up alone needed is given back as a closed window's is, once the agent has settled.
+    followWindows();
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
         diagnostic(QStringLiteral("No system tray found; launch Bellwick again to open its panel"));
     }
