@@ -8,6 +8,7 @@
 #include "platform/diagnostics.h"
 
 #include <QColor>
+#include <QCoreApplication>
 #include <QCoroFuture>
 #include <QPromise>
 #include <QRegularExpression>
@@ -267,8 +268,14 @@ public:
         QFuture<Result> future = promise->future();
         post([work = std::move(work), promise] {
             work([promise](Result result) {
-                promise->addResult(std::move(result));
-                promise->finish();
+                // Settled on the GUI thread in one go: a result and a finish sent from here would wake it twice.
+                QMetaObject::invokeMethod(
+                    QCoreApplication::instance(),
+                    [promise, result = std::move(result)]() mutable {
+                        promise->addResult(std::move(result));
+                        promise->finish();
+                    },
+                    Qt::QueuedConnection);
             });
         });
         return future;
